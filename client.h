@@ -1,0 +1,97 @@
+#ifndef CLIENT_H
+#define CLIENT_H
+
+#include <QByteArray>
+#include <QList>
+#include <QMap>
+#include <QObject>
+#include <optional>
+
+class Gun;
+class MainWindow;
+class Player;
+class QGraphicsPixmapItem;
+class QGraphicsScene;
+class QTcpSocket;
+class QTimer;
+
+enum MessageType {
+    MsgSpawn = 0,
+    MsgNewPlayer = 1,
+    MsgMove = 2,
+    MsgShoot = 3,
+    MsgWeapon = 4,
+    MsgDeath = 5,
+    MsgSetup = 6,
+    MsgDamage = 7,
+    MsgReserved = 8,
+    MsgPosition = 9,
+};
+
+// One connection to the game server and, while it lives, the replicated world
+// of one visit to the arena.
+class Client : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr const char *serverAddress = VORLEN_SERVER_ADDRESS;
+    static constexpr quint16 serverPort = 7000;
+
+    // One received line, cut into its fields.
+    struct Line
+    {
+        int type;
+        int id;
+        double a;
+        double b;
+    };
+    // Reads `<type>x<id>;<a>;<b>`; a line without "x" or without three fields is none.
+    static std::optional<Line> parse(const QByteArray &line);
+    Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent = nullptr);
+
+    void sendData(int type, const QByteArray &payload);
+    bool isConnected() const;
+    void handle(QByteArray line);
+
+    void spawn(int id);
+    void add_new_player(int id, int x, int y);
+    void respawn();
+    void player_move(int id, int x, int y);
+    void update_player_pos(int id, int x, int y);
+    void setup_player(int id, int stat, int value);
+    void add_weapon(int id, int itemId, int flag);
+    void player_shoot(int id, int x, int y);
+    void damage_player(int id, int amount);
+    void player_death(int id);
+
+    QMap<Player *, Gun *> playerGuns;
+    QMap<int, Player *> players;
+    Player *localPlayer = nullptr;
+    QList<int> inventory{0, 0, 0};
+    int heldItemId = 0;
+    Gun *groundWeapon = nullptr;
+    QGraphicsScene *scene;
+    QList<QGraphicsPixmapItem *> sceneryItems;
+    MainWindow *mainWindow;
+    QTcpSocket *socket;
+    QByteArray readBuffer;
+    QTimer *positionTimer;
+
+signals:
+    void inventoryChanged(int slotIndex, int itemId);
+
+private slots:
+    void onReadyRead();
+
+private:
+    void reportPosition();
+    void pickUp(Gun *weapon, int type);
+    void endWeapon(Player *avatar);
+    void discard(Gun *weapon);
+    void layOutGroundWeapon();
+    void layOutScenery();
+    void showConnectionError();
+};
+
+#endif // CLIENT_H

@@ -1,0 +1,50 @@
+#ifndef GUN_H
+#define GUN_H
+
+#include <QGraphicsPixmapItem>
+#include <QObject>
+#include <QPointer>
+
+class Player;
+class QGraphicsScene;
+class QTimer;
+
+// The weapon base class and the pistol. Trails its owner when held, lies still
+// as a pick-up otherwise, and fires when told to.
+class Gun : public QObject, public QGraphicsPixmapItem
+{
+    Q_OBJECT
+
+public:
+    Gun(QGraphicsScene *scene, Player *owner, bool followsOwner);
+
+    bool followsOwner;
+    bool canShoot = true;
+    QGraphicsScene *scene;
+    QPointer<Player> owner; // a weapon never follows an avatar that is gone
+    int type = 1;
+    QTimer *followTimer = nullptr;
+    bool touchedOwner = false;
+
+signals:
+    void collidedWithPlayer(int type);
+
+public slots:
+    virtual void shoot(QPointF target);
+    virtual void followPlayer();
+
+protected:
+    struct Aim
+    {
+        QPointF muzzle;
+        double angle;
+    };
+    // The aiming steps common to every weapon: turn towards `target` and show
+    // the picture that keeps the drawing upright.
+    Aim aimAt(QPointF target, const QString &rightPixmap, const QString &leftPixmap);
+    void playSound(const QString &path);
+    void fireBullet(QPointF muzzle, double angle, int lifetimeMs);
+    void startCooldown(int ms);
+};
+
+#endif // GUN_H

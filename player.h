@@ -1,0 +1,62 @@
+#ifndef PLAYER_H
+#define PLAYER_H
+
+#include <QGraphicsPixmapItem>
+#include <QObject>
+#include <QPointF>
+
+class QGraphicsScene;
+class QTimer;
+
+// Truncates toward zero like a cast, but saturates at the ends of int and maps NaN
+// to 0, where a cast would be undefined.
+int truncateToInt(double value);
+
+// One avatar on a scene: the user's own, another user's copy, or an avatar of
+// the practice tool. Driven from outside; knows neither input nor network.
+class Player : public QObject, public QGraphicsPixmapItem
+{
+    Q_OBJECT
+
+public:
+    Player(QGraphicsScene *scene, QPointF pos, QGraphicsItem *parent = nullptr);
+
+    void moveTo(QPointF target);
+    void takeDamage(int damage);
+    void death();
+    void effect(const QString &name);
+
+    // Floats `amount` up from the avatar's centre; the number owes nothing to the
+    // avatar once placed. Opacity above 1 keeps it fully visible for a while.
+    void showDamageNumber(int amount, double startOpacity = 2.0, double fadeStep = 0.05) const;
+
+    // Centre of the picture in scene coordinates, halves by whole-number division.
+    QPointF centre() const;
+
+    bool isLocal = false;
+    bool alive = true;
+    bool isPractice = false;
+    int hp = 100;
+    int lastHp = 100;
+    int speed = 10;
+    int damage = 5;
+    int defense = 10;
+    QTimer *moveTimer = nullptr;
+    QPointF target;
+    QGraphicsScene *scene = nullptr;
+
+signals:
+    void died();
+    void damage_received(int damage);
+
+public slots:
+    void moveStep();
+
+private:
+    void reportLoss();
+    void deathStep();
+    void addDrop(QPointF centre);
+    void addFlame(QPointF centre);
+};
+
+#endif // PLAYER_H
