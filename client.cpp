@@ -13,6 +13,11 @@
 #include <QTcpSocket>
 #include <QTimer>
 
+namespace {
+// Fixed at build time; a LAN game rebuilds with another address.
+constexpr char serverAddress[] = VORLEN_SERVER_ADDRESS;
+} // namespace
+
 Client::Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent)
     : QObject(parent)
     , scene(scene)

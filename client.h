@@ -35,7 +35,6 @@ class Client : public QObject
     Q_OBJECT
 
 public:
-    static constexpr const char *serverAddress = VORLEN_SERVER_ADDRESS;
     static constexpr quint16 serverPort = 7000;
 
     // One received line, cut into its fields.

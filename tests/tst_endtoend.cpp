@@ -1,0 +1,113 @@
+#include "client.h"
+#include "gun.h"
+#include "player.h"
+#include "relay.h"
+
+#include <QGraphicsScene>
+#include <QGraphicsTextItem>
+#include <QTcpSocket>
+#include <QTest>
+#include <QTimer>
+
+// The relay and real clients together, as players meet them.
+class TestEndToEnd : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void moveWalksTheAvatarOnBothClients();
+    void fightToTheDeathAndBack();
+
+private:
+    struct Seat
+    {
+        QGraphicsScene scene;
+        Client *client = nullptr;
+        int id() const { return client->players.key(client->localPlayer, -1); }
+    };
+    bool seat(Seat &seat);
+    static bool showsNumber(const QGraphicsScene &scene, const QString &text);
+
+    Relay *relay = nullptr;
+    Seat first;
+    Seat second;
+};
+
+void TestEndToEnd::init()
+{
+    relay = new Relay;
+    QVERIFY2(relay->listen(QHostAddress::LocalHost, Client::serverPort),
+             "port 7000 is taken: stop the relay before running the tests");
+    QVERIFY(seat(first));
+    QVERIFY(seat(second));
+    QTRY_VERIFY(first.client->players.contains(second.id()));
+    QVERIFY(second.client->players.contains(first.id()));
+}
+
+void TestEndToEnd::cleanup()
+{
+    delete first.client;
+    delete second.client;
+    first.scene.clear();
+    second.scene.clear();
+    delete relay;
+}
+
+bool TestEndToEnd::seat(Seat &seat)
+{
+    seat.client = new Client(&seat.scene, nullptr);
+    return QTest::qWaitFor([&seat] { return seat.client->localPlayer != nullptr; });
+}
+
+bool TestEndToEnd::showsNumber(const QGraphicsScene &scene, const QString &text)
+{
+    const QList<QGraphicsItem *> items = scene.items();
+    return std::any_of(items.begin(), items.end(), [&text](QGraphicsItem *item) {
+        auto *number = qgraphicsitem_cast<QGraphicsTextItem *>(item);
+        return number && number->toPlainText() == text;
+    });
+}
+
+void TestEndToEnd::moveWalksTheAvatarOnBothClients()
+{
+    Player *here = first.client->localPlayer;
+    Player *there = second.client->players.value(first.id());
+    first.client->sendData(MsgMove, "600;150");
+    QTRY_COMPARE(here->target, QPointF(600, 150));
+    QTRY_COMPARE(there->target, QPointF(600, 150));
+    QVERIFY(here->moveTimer->isActive());
+    QVERIFY(there->moveTimer->isActive());
+    QTRY_COMPARE(there->pos(), QPointF(550, 100));
+    QTRY_COMPARE(here->pos(), QPointF(550, 100));
+}
+
+void TestEndToEnd::fightToTheDeathAndBack()
+{
+    const int victimId = second.id();
+    Player *victim = second.client->localPlayer;
+    // Both avatars stand at the spawn point, so the first bullet hits.
+    first.client->sendData(MsgSetup, "2;60");
+    first.client->sendData(MsgWeapon, "1;1");
+    Player *shooterThere = second.client->players.value(first.id());
+    QTRY_VERIFY(second.client->playerGuns.contains(shooterThere));
+    QTRY_COMPARE(shooterThere->damage, 60);
+
+    first.client->sendData(MsgShoot, "150;150");
+    QTRY_VERIFY(!victim->alive);
+    QCOMPARE(victim->hp, -20);
+    QTRY_VERIFY(showsNumber(first.scene, "120"));
+    QTRY_VERIFY(showsNumber(second.scene, "120"));
+    QTRY_VERIFY(!first.client->players.contains(victimId));
+    QCOMPARE(second.client->localPlayer, victim); // the dead figure stays
+
+    second.client->respawn();
+    QTRY_VERIFY(second.client->localPlayer && second.client->localPlayer->alive);
+    QVERIFY(second.id() != victimId);
+    QTRY_VERIFY(first.client->players.contains(second.id()));
+}
+
+QTEST_MAIN(TestEndToEnd)
+#include "tst_endtoend.moc"
