@@ -42,9 +42,16 @@ protected:
     // The aiming steps common to every weapon: turn towards `target` and show
     // the picture that keeps the drawing upright.
     Aim aimAt(QPointF target, const QString &rightPixmap, const QString &leftPixmap);
+    // The middle of the weapon in scene coordinates, where its bullets start.
+    QPointF muzzle() const;
+    // Degrees from `from` to `to`, y downward, in (-180, 180].
+    static double angleBetween(QPointF from, QPointF to);
+    // False during the cooldown. Otherwise plays `soundPath` and starts a
+    // cooldown of `cooldownMs`.
+    bool pullTrigger(const QString &soundPath, int cooldownMs);
     void playSound(const QString &path);
+    // Nothing leaves a weapon whose holder is gone.
     void fireBullet(QPointF muzzle, double angle, int lifetimeMs);
-    void startCooldown(int ms);
 };
 
 #endif // GUN_H

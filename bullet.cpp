@@ -1,0 +1,91 @@
+#include "bullet.h"
+
+#include "player.h"
+
+#include <QGraphicsScene>
+#include <QTimer>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+// What a bullet's lifetime makes of it: the longer it lives, the faster,
+// smaller and stronger it is.
+struct Band
+{
+    double scale;
+    int damageFactor;
+    double speed; // scene units per tick
+};
+
+Band bandFor(int lifetimeMs)
+{
+    if (lifetimeMs < 1000)
+        return {1.0, 1, 2.0};
+    if (lifetimeMs <= 2000)
+        return {0.85, 2, 4.0};
+    return {0.7, 5, 15.0};
+}
+
+int multiplySaturated(int value, int factor)
+{
+    const qint64 product = qint64(value) * factor;
+    return int(std::clamp<qint64>(product, std::numeric_limits<int>::min(),
+                                  std::numeric_limits<int>::max()));
+}
+
+} // namespace
+
+Bullet::Bullet(QGraphicsScene *scene, QPointF pos, double angle, Player *owner, int lifetimeMs,
+               int damage)
+    : lifetimeMs(lifetimeMs)
+    , damage(damage)
+    , owner(owner)
+    , scene(scene)
+{
+    setPixmap(QPixmap(":/resources/bullet.png")
+                  .scaled(QSize(14, 10), Qt::KeepAspectRatio, Qt::SmoothTransformation));
+    const Band band = bandFor(lifetimeMs);
+    setScale(band.scale);
+    this->damage = multiplySaturated(damage, band.damageFactor);
+    const double radians = angle * 0.017453292519943295;
+    velocityX = std::cos(radians) * band.speed;
+    velocityY = std::sin(radians) * band.speed;
+    setPos(pos);
+    flightTimer = new QTimer(this);
+    age.start();
+    connect(flightTimer, &QTimer::timeout, this, &Bullet::flightStep);
+    flightTimer->start(5);
+}
+
+void Bullet::flightStep()
+{
+    // Someone else took the bullet off its scene: its flight is over.
+    if (!scene || QGraphicsItem::scene() != scene) {
+        finish();
+        return;
+    }
+    setPos(pos() + QPointF(velocityX, velocityY));
+    // Hits go first, so a bullet that reaches a player on its last tick still counts.
+    const QList<QGraphicsItem *> touched = collidingItems(Qt::IntersectsItemShape);
+    for (QGraphicsItem *item : touched) {
+        auto *player = dynamic_cast<Player *>(item);
+        if (!player || player == owner || !player->alive)
+            continue;
+        player->takeDamage(damage);
+        finish();
+        return;
+    }
+    if (age.elapsed() >= lifetimeMs)
+        finish();
+}
+
+void Bullet::finish()
+{
+    if (scene && QGraphicsItem::scene() == scene)
+        scene->removeItem(this);
+    flightTimer->stop();
+    deleteLater();
+}
