@@ -5,8 +5,10 @@
 
 class Gun;
 class Player;
+class QCheckBox;
 class QGraphicsScene;
 class QGraphicsTextItem;
+class QPushButton;
 class QTimer;
 
 // The offline sandbox: an avatar, an optional opponent, three weapons and perk
@@ -34,6 +36,28 @@ public:
 protected:
     void mousePressEvent(QMouseEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
+
+private:
+    void place(QWidget *widget, QPointF pos);
+    QPushButton *addButton(const QString &text, const QString &style, QPointF pos,
+                           const QString &icon = QString(), QSize iconSize = QSize());
+    QCheckBox *addCheckBox(const QString &text, QPointF pos);
+    template <class Weapon> void addWeaponButton(const QString &icon, int iconWidth, qreal x);
+    void addEnemyControls();
+    void addStatsOverlay();
+    void addCacti();
+
+    Player *addAvatar();
+    void resetAvatar();
+    void reportDamage(Player *subject, int amount);
+
+    void spawnEnemy(bool walks, bool armed);
+    Gun *randomWeapon(Player *owner);
+    QTimer *startTick(int ms, void (PracticeToolView::*tick)());
+    void enemyWalkTick();
+    void enemyFireTick();
+    void clearEnemy();
+    void discardEnemySide();
 };
 
 #endif // PRACTICETOOLVIEW_H
