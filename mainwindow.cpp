@@ -224,10 +224,12 @@ void MainWindow::updateSlotIcon(int slotIndex, int itemId)
     if (slotIndex < 0 || slotIndex > 2 || !slotIcons[slotIndex])
         return;
     QGraphicsPixmapItem *icon = slotIcons[slotIndex];
-    const bool known = itemId >= 1 && itemId <= 6;
-    icon->setPixmap(known ? QPixmap(slotIconPaths[itemId]).scaled(QSize(50, 50), Qt::KeepAspectRatio,
-                                                                  Qt::SmoothTransformation)
-                          : QPixmap());
+    if (itemId < 1 || itemId > 6) {
+        icon->setPixmap(QPixmap());
+        return;
+    }
+    icon->setPixmap(QPixmap(slotIconPaths[itemId])
+                        .scaled(QSize(50, 50), Qt::KeepAspectRatio, Qt::SmoothTransformation));
     if (slotFrames[slotIndex])
         icon->setPos(centredInSlot(slotFrames[slotIndex]->pos(), icon->pixmap().size()));
 }
@@ -528,8 +530,8 @@ void MainWindow::onSubRuneSelected(int runeId)
 
 void MainWindow::updateStatsFromRunes()
 {
-    stats = selectedMainRune >= 0 && selectedMainRune < 4 ? mainRunes[selectedMainRune].stats
-                                                         : Stats{};
+    stats =
+        selectedMainRune >= 0 && selectedMainRune < 4 ? mainRunes[selectedMainRune].stats : Stats{};
     for (const int id : std::as_const(selectedSubRunes)) {
         const Stats &bonus = subRunes[id].bonus;
         stats.health += bonus.health;

@@ -5,6 +5,8 @@
 #include <QTest>
 #include <QTimer>
 
+#include <cmath>
+
 // The walk of an avatar, one tick at a time.
 class TestMovement : public QObject
 {
@@ -29,7 +31,7 @@ void TestMovement::oneStep_data()
     // The avatar's centre starts at (50, 50).
     QTest::newRow("far: capped at speed") << QPointF(1050, 50) << 10 << QPointF(10, 0) << true;
     QTest::newRow("far diagonal: speed in a straight line")
-        << QPointF(1050, 1050) << 10 << QPointF(7.0710678, 7.0710678) << true;
+        << QPointF(1050, 1050) << 10 << QPointF(10 / std::sqrt(2.0), 10 / std::sqrt(2.0)) << true;
     QTest::newRow("near: a tenth of the way") << QPointF(80, 10) << 10 << QPointF(3, -4) << true;
     QTest::newRow("custom speed") << QPointF(50, -950) << 25 << QPointF(0, -25) << true;
     QTest::newRow("speed 0 stands") << QPointF(500, 500) << 0 << QPointF(0, 0) << true;
