@@ -105,6 +105,11 @@ void Gun::playSound(const QString &path)
     auto *sound = new QSoundEffect(this);
     sound->setSource(QUrl::fromLocalFile(path));
     sound->setVolume(0.5f);
+    // A held weapon fires for a whole match: spent effects must not pile up on it.
+    connect(sound, &QSoundEffect::playingChanged, sound, [sound] {
+        if (!sound->isPlaying())
+            sound->deleteLater();
+    });
     sound->play();
 }
 

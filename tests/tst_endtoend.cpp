@@ -9,6 +9,8 @@
 #include <QTest>
 #include <QTimer>
 
+#include <memory>
+
 // The relay and real clients together, as players meet them.
 class TestEndToEnd : public QObject
 {
@@ -31,20 +33,20 @@ private:
     bool seat(Seat &seat);
     static bool showsNumber(const QGraphicsScene &scene, const QString &text);
 
-    Relay *relay = nullptr;
+    std::unique_ptr<Relay> relay;
     Seat first;
     Seat second;
 };
 
 void TestEndToEnd::init()
 {
-    relay = new Relay;
+    relay.reset(new Relay); // also ends the relay of a test whose set-up failed
     QVERIFY2(relay->listen(QHostAddress::LocalHost, Client::serverPort),
              "port 7000 is taken: stop the relay before running the tests");
     QVERIFY(seat(first));
     QVERIFY(seat(second));
     QTRY_VERIFY(first.client->players.contains(second.id()));
-    QVERIFY(second.client->players.contains(first.id()));
+    QTRY_VERIFY(second.client->players.contains(first.id()));
 }
 
 void TestEndToEnd::cleanup()
@@ -53,7 +55,7 @@ void TestEndToEnd::cleanup()
     delete second.client;
     first.scene.clear();
     second.scene.clear();
-    delete relay;
+    relay.reset();
 }
 
 bool TestEndToEnd::seat(Seat &seat)
