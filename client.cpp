@@ -76,10 +76,11 @@ void Client::showConnectionError()
     box.setWindowTitle("Błąd połączenia");
     box.setText("Brak połączenia z serwerami gry.\nSprawdź stan swojej sieci lub upewnij się że "
                 "serwery gry są włączone.");
-    box.setStyleSheet("QMessageBox { background-color: #333; color: white; } QLabel { color: white; "
-                      "} QPushButton { background-color: #444; color: white; border: 1px solid "
-                      "#666; padding: 5px; } QPushButton:hover { background-color: #555; } "
-                      "QPushButton:pressed { background-color: #222; } ");
+    box.setStyleSheet(
+        "QMessageBox { background-color: #333; color: white; } QLabel { color: white; "
+        "} QPushButton { background-color: #444; color: white; border: 1px solid "
+        "#666; padding: 5px; } QPushButton:hover { background-color: #555; } "
+        "QPushButton:pressed { background-color: #222; } ");
     box.exec();
 }
 
@@ -141,8 +142,8 @@ void Client::reportPosition()
     if (!localPlayer)
         return;
     const QPointF pos = localPlayer->pos();
-    sendData(MsgPosition, QString::number(truncateToInt(pos.x()), 10).toUtf8() + ';'
-                              + QString::number(truncateToInt(pos.y()), 10).toUtf8());
+    sendData(MsgPosition, QString::number(truncateToInt(pos.x()), 10).toUtf8() + ';' +
+                              QString::number(truncateToInt(pos.y()), 10).toUtf8());
 }
 
 void Client::spawn(int id)
@@ -200,19 +201,19 @@ void Client::layOutScenery()
         QPointF pos;
     };
     const QList<ItemData> items = {
-        {":/resources/tree1.png", {80, 600}},    {":/resources/tree2.png", {50, 180}},
-        {":/resources/flower.png", {500, 400}},  {":/resources/flower1.png", {430, 960}},
-        {":/resources/flower2.png", {800, 600}}, {":/resources/flower3.png", {200, 250}},
-        {":/resources/tree1.png", {60, 430}},    {":/resources/flower.png", {400, 300}},
-        {":/resources/flower1.png", {780, 100}}, {":/resources/flower2.png", {1200, 50}},
-        {":/resources/tree2.png", {1500, 700}},  {":/resources/flower3.png", {1700, 550}},
-        {":/resources/tree1.png", {1900, 500}},  {":/resources/tree2.png", {2000, 650}},
-        {":/resources/flower4.png", {480, 200}}, {":/resources/flower4.png", {1000, 500}},
-        {":/resources/tree2.png", {1900, 800}},  {":/resources/tree.png", {100, 550}},
-        {":/resources/tree.png", {1500, 100}},   {":/resources/tree.png", {200, 800}},
-        {":/resources/tree1.png", {300, 600}},   {":/resources/tree2.png", {1300, 750}},
-        {":/resources/tree.png", {1600, 200}},   {":/resources/tree1.png", {1800, 300}},
-        {":/resources/flower.png", {350, 150}},  {":/resources/flower1.png", {600, 100}},
+        {":/resources/tree1.png", {80, 600}},     {":/resources/tree2.png", {50, 180}},
+        {":/resources/flower.png", {500, 400}},   {":/resources/flower1.png", {430, 960}},
+        {":/resources/flower2.png", {800, 600}},  {":/resources/flower3.png", {200, 250}},
+        {":/resources/tree1.png", {60, 430}},     {":/resources/flower.png", {400, 300}},
+        {":/resources/flower1.png", {780, 100}},  {":/resources/flower2.png", {1200, 50}},
+        {":/resources/tree2.png", {1500, 700}},   {":/resources/flower3.png", {1700, 550}},
+        {":/resources/tree1.png", {1900, 500}},   {":/resources/tree2.png", {2000, 650}},
+        {":/resources/flower4.png", {480, 200}},  {":/resources/flower4.png", {1000, 500}},
+        {":/resources/tree2.png", {1900, 800}},   {":/resources/tree.png", {100, 550}},
+        {":/resources/tree.png", {1500, 100}},    {":/resources/tree.png", {200, 800}},
+        {":/resources/tree1.png", {300, 600}},    {":/resources/tree2.png", {1300, 750}},
+        {":/resources/tree.png", {1600, 200}},    {":/resources/tree1.png", {1800, 300}},
+        {":/resources/flower.png", {350, 150}},   {":/resources/flower1.png", {600, 100}},
         {":/resources/flower2.png", {1400, 400}}, {":/resources/flower3.png", {1750, 300}},
         {":/resources/flower4.png", {1950, 150}},
     };

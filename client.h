@@ -15,7 +15,8 @@ class QGraphicsScene;
 class QTcpSocket;
 class QTimer;
 
-enum MessageType {
+enum MessageType
+{
     MsgSpawn = 0,
     MsgNewPlayer = 1,
     MsgMove = 2,

@@ -44,13 +44,17 @@ struct SubRune
 };
 
 const MainRune mainRunes[] = {
-    {"Dominacja", "#e74c3c",
+    {"Dominacja",
+     "#e74c3c",
      "+20 Siły, +5 Szybkości\nZwiększa obrażenia fizyczne i szansę na trafienie krytyczne",
      {200, 5, 30, 0}},
-    {"Determinacja", "#27ae60", "+30 Obrony, +100 Życia\nZwiększa wytrzymałość i regenerację zdrowia",
+    {"Determinacja",
+     "#27ae60",
+     "+30 Obrony, +100 Życia\nZwiększa wytrzymałość i regenerację zdrowia",
      {300, 5, 5, 40}},
     {"Precyzja", "#9b59b6", "+40 Magii, +10 Życia\nZwiększa obrażenia magiczne", {100, 15, 25, 0}},
-    {"Inspiracja", "#3498db",
+    {"Inspiracja",
+     "#3498db",
      "+10 Szybkości, +15 Siły, +30 Magii\nUniwersalne bonusy do wszystkich statystyk",
      {100, 15, 20, 20}},
 };

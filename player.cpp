@@ -228,15 +228,16 @@ void Player::showDamageNumber(int amount, double startOpacity, double fadeStep) 
     // The timer is the number's child: a scene that deletes the number ends its fade.
     auto *fade = new QTimer(number);
     fade->setInterval(50);
-    connect(fade, &QTimer::timeout, number, [number, fade, fadeStep, opacity = startOpacity]() mutable {
-        opacity -= fadeStep;
-        if (opacity <= 0) {
-            fade->stop();
-            finishEffect(number);
-            return;
-        }
-        number->setOpacity(opacity);
-        number->setPos(number->x(), number->y() - 1);
-    });
+    connect(fade, &QTimer::timeout, number,
+            [number, fade, fadeStep, opacity = startOpacity]() mutable {
+                opacity -= fadeStep;
+                if (opacity <= 0) {
+                    fade->stop();
+                    finishEffect(number);
+                    return;
+                }
+                number->setOpacity(opacity);
+                number->setPos(number->x(), number->y() - 1);
+            });
     fade->start();
 }

@@ -37,8 +37,8 @@ protected:
         const Qt::MouseButton button = event->button();
         if (client && (button == Qt::LeftButton || button == Qt::RightButton)) {
             const QPointF point = mapToScene(event->position().toPoint());
-            const QByteArray payload = QByteArray::number(point.x(), 'g', 6) + ';'
-                                       + QByteArray::number(point.y(), 'g', 6);
+            const QByteArray payload =
+                QByteArray::number(point.x(), 'g', 6) + ';' + QByteArray::number(point.y(), 'g', 6);
             client->sendData(button == Qt::RightButton ? MsgMove : MsgShoot, payload);
         }
         QGraphicsView::mousePressEvent(event);

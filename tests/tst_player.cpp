@@ -1,0 +1,184 @@
+#include "player.h"
+
+#include <QGraphicsScene>
+#include <QGraphicsView>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+
+#include <cmath>
+
+class TestPlayer : public QObject
+{
+    Q_OBJECT
+
+    QGraphicsScene *scene = nullptr;
+    Player *avatar = nullptr;
+
+    // Drops are rectangles, flames and the death animation pictures, each on an effect item.
+    template <typename Look> int looks() const
+    {
+        int count = 0;
+        for (QGraphicsItem *item : scene->items())
+            count += item->parentItem() && dynamic_cast<Look *>(item);
+        return count;
+    }
+    // Ticks each running bleed and fire the avatar has now, up to `times` while it runs.
+    void tickEffects(int times)
+    {
+        for (QTimer *timer : avatar->findChildren<QTimer *>())
+            for (int i = 0; i < times && timer->isActive(); ++i)
+                QMetaObject::invokeMethod(timer, "timeout");
+    }
+
+private slots:
+    void init()
+    {
+        scene = new QGraphicsScene;
+        avatar = new Player(scene, QPointF(0, 0));
+        scene->addItem(avatar);
+    }
+
+    void cleanup() { delete scene; }
+
+    void moveStep_data()
+    {
+        QTest::addColumn<QPointF>("target");
+        QTest::addColumn<int>("speed");
+        QTest::addColumn<QPointF>("pos");
+        QTest::addColumn<bool>("walking");
+        // The centre starts at (50, 50).
+        QTest::newRow("far: capped") << QPointF(1050, 50) << 10 << QPointF(10, 0) << true;
+        QTest::newRow("diagonal") << QPointF(550, 550) << 10 << QPointF(10, 10) / M_SQRT2 << true;
+        QTest::newRow("near: a tenth") << QPointF(80, 10) << 10 << QPointF(3, -4) << true;
+        QTest::newRow("speed 0") << QPointF(500, 500) << 0 << QPointF(0, 0) << true;
+        QTest::newRow("1.0 away") << QPointF(50.5, 49.5) << 10 << QPointF(0.05, -0.05) << true;
+        QTest::newRow("snaps") << QPointF(50.5, 50.49) << 10 << QPointF(0.5, 0.49) << false;
+    }
+
+    void moveStep()
+    {
+        QFETCH(QPointF, target);
+        QFETCH(int, speed);
+        avatar->speed = speed;
+        avatar->isLocal = true;                // with no view to trail
+        avatar->moveTo(QPointF(-1000, -1000)); // dropped at once
+        avatar->moveTo(target);
+        avatar->moveStep();
+        QTEST(avatar->pos(), "pos");
+        QTEST(avatar->moveTimer->isActive(), "walking");
+    }
+
+    void viewTrailsOnlyTheLocalAvatar()
+    {
+        scene->setSceneRect(-2000, -2000, 4000, 4000);
+        QGraphicsView view(scene);
+        view.resize(400, 300);
+        auto middle = [&view] { return view.mapToScene(view.viewport()->rect().center()); };
+        const QPointF start = middle();
+        avatar->moveTo(QPointF(1050, 50));
+        avatar->moveStep();
+        QCOMPARE(middle(), start); // another user's copy
+        avatar->isLocal = true;
+        avatar->moveStep();
+        // Centred where the avatar stood before this step, to the pixel grid.
+        QVERIFY((middle() - QPointF(60, 50)).manhattanLength() <= 2);
+    }
+
+    void hit_data()
+    {
+        QTest::addColumn<int>("hp");
+        QTest::addColumn<int>("damage");
+        QTest::addColumn<int>("defense");
+        QTest::addColumn<int>("after");
+        QTest::addColumn<int>("deaths");
+        // The tag says who is hit, else a copy; health after the first of two quick hits.
+        QTest::newRow("100-10@10") << 100 << 10 << 10 << 90 << 0;
+        QTest::newRow("100-5@10") << 100 << 5 << 10 << 95 << 0;
+        QTest::newRow("100-7@0") << 100 << 7 << 0 << 93 << 0;
+        QTest::newRow("100-10@100") << 100 << 10 << 100 << 95 << 0;
+        QTest::newRow("300-30@40") << 300 << 30 << 40 << 278 << 0;
+        QTest::newRow("3-10@10") << 3 << 10 << 10 << -6 << 0;
+        QTest::newRow("1-1@10") << 1 << 1 << 10 << 0 << 0;
+        QTest::newRow("100-0@10") << 100 << 0 << 10 << 100 << 0;
+        QTest::newRow("local") << 5 << 5 << 0 << 0 << 2;
+        QTest::newRow("practice") << 5 << 5 << 0 << 0 << 2;
+        QTest::newRow("dead practice") << 5 << 5 << 0 << 0 << 0;
+    }
+
+    void hit()
+    {
+        const QString who = QTest::currentDataTag();
+        QFETCH(int, hp);
+        QFETCH(int, damage);
+        QFETCH(int, defense);
+        avatar->isLocal = who == "local";
+        avatar->isPractice = who.endsWith("practice");
+        avatar->alive = !who.startsWith("dead");
+        avatar->hp = avatar->lastHp = hp;
+        avatar->defense = defense;
+        QSignalSpy reports(avatar, &Player::damage_received), died(avatar, &Player::died);
+        avatar->takeDamage(damage);
+        QTEST(avatar->hp, "after");
+        avatar->takeDamage(damage);
+        QCOMPARE(looks<QGraphicsRectItem>(), 4);
+        tickEffects(5);
+        QCOMPARE(looks<QGraphicsRectItem>(), 20); // two at once, two a tick for four ticks, per hit
+        // A marker armed after the hits runs after their report and death steps.
+        bool past = false;
+        QTimer::singleShot(130, Qt::PreciseTimer, this, [&past] { past = true; });
+        QTRY_VERIFY_WITH_TIMEOUT(past, 160);
+        QCOMPARE(reports.size(), int(hp != avatar->hp));
+        QCOMPARE(reports.value(0).value(0).toInt(), hp - avatar->hp);
+        QTEST(int(died.size()), "deaths");
+        QCOMPARE(avatar->alive, !who.startsWith("dead") && died.isEmpty());
+    }
+
+    void burn_data()
+    {
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<int>("hp");
+        QTest::addColumn<int>("after");
+        for (auto [hp, after] : {std::pair(100, 77), {50, 36}, {4, 0}, {0, -4}, {-7, -10}})
+            QTest::addRow("%d", hp) << QStringList{"fire"} << hp << after;
+        // The second burn counts from the health the first one left.
+        QTest::newRow("side by side") << QStringList{"fire", "fire"} << 100 << 58;
+        for (const char *name : {"Fire", "FIRE", ""})
+            QTest::newRow(name) << QStringList{name} << 100 << 100;
+    }
+
+    void burn()
+    {
+        QFETCH(QStringList, names);
+        QFETCH(int, hp);
+        for (const QString &name : names)
+            avatar->effect(name);
+        avatar->hp = hp;
+        tickEffects(3);
+        QCOMPARE(avatar->hp, hp);
+        tickEffects(2); // the fourth tick burns and ends the fire
+        QTEST(avatar->hp, "after");
+        QCOMPARE(looks<QGraphicsPixmapItem>(), 10 * names.count("fire"));
+    }
+
+    void clearingSceneEndsEveryEffect()
+    {
+        avatar->takeDamage(1);
+        avatar->effect("fire");
+        QPointer<QTimer> fire = avatar->findChildren<QTimer *>().constLast();
+        avatar->death();
+        QList<QPointer<QGraphicsObject>> carriers;
+        for (QGraphicsItem *item : scene->items())
+            if (item->isWidget())
+                carriers << item->toGraphicsObject();
+        QCOMPARE(carriers.size(), 5); // two drops, two flames, the death animation
+        scene->clear();
+        QVERIFY(!fire); // an avatar gone before the fourth tick takes no burn
+        for (const QPointer<QGraphicsObject> &carrier : carriers)
+            QVERIFY(!carrier);
+    }
+};
+
+QTEST_MAIN(TestPlayer)
+#include "tst_player.moc"
