@@ -82,8 +82,11 @@ void TestEndToEnd::moveWalksTheAvatarOnBothClients()
     QTRY_COMPARE(there->target, QPointF(600, 150));
     QVERIFY(here->moveTimer->isActive());
     QVERIFY(there->moveTimer->isActive());
-    QTRY_COMPARE(there->pos(), QPointF(550, 100));
-    QTRY_COMPARE(here->pos(), QPointF(550, 100));
+    for (Player *avatar : {here, there}) {
+        for (int tick = 0; tick < 500 && avatar->moveTimer->isActive(); ++tick)
+            avatar->moveStep();
+        QCOMPARE(avatar->pos(), QPointF(550, 100));
+    }
 }
 
 void TestEndToEnd::fightToTheDeathAndBack()
@@ -97,8 +100,33 @@ void TestEndToEnd::fightToTheDeathAndBack()
     QTRY_VERIFY(second.client->playerGuns.contains(shooterThere));
     QTRY_COMPARE(shooterThere->damage, 60);
 
+    // A bystander on the relay hears whatever the victim's client says from now on.
+    QTcpSocket bystander;
+    bystander.connectToHost(QHostAddress::LocalHost, Client::serverPort);
+    QByteArray heard;
+    const QByteArray prefix = 'x' + QByteArray::number(victimId) + ';';
+    const auto fromVictim = [&] {
+        heard += bystander.readAll();
+        QByteArrayList lines;
+        for (const QByteArray &line : heard.split('\n')) {
+            // Introductions and position reports aside, which the relay sends anyway.
+            if (line.mid(1).startsWith(prefix) && !QByteArray("169").contains(line.at(0)))
+                lines.append(line);
+        }
+        return lines;
+    };
+    QTRY_VERIFY(heard.append(bystander.readAll()).contains('\n'));
+    const int bystanderId = Client::parse(heard.left(heard.indexOf('\n')))->id;
+    bystander.write("9x0;3000;3000\n"); // out of the line of fire on every client
+    for (const Seat *seat : {&first, &second}) {
+        QTRY_VERIFY(seat->client->players.contains(bystanderId));
+        QTRY_COMPARE(seat->client->players.value(bystanderId)->pos(), QPointF(3000, 3000));
+    }
+
     first.client->sendData(MsgShoot, "150;150");
-    QTRY_VERIFY(!victim->alive);
+    QTRY_COMPARE(fromVictim(),
+                 QByteArrayList({"7x" + prefix.mid(1) + "120;0", "5x" + prefix.mid(1) + "0;0"}));
+    QVERIFY(!victim->alive);
     QCOMPARE(victim->hp, -20);
     QTRY_VERIFY(showsNumber(first.scene, "120"));
     QTRY_VERIFY(showsNumber(second.scene, "120"));
