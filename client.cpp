@@ -16,6 +16,7 @@
 namespace {
 // Fixed at build time; a LAN game rebuilds with another address.
 constexpr char serverAddress[] = VORLEN_SERVER_ADDRESS;
+constexpr qsizetype maxUnfinishedLine = 64 * 1024;
 } // namespace
 
 Client::Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent)
@@ -87,12 +88,17 @@ void Client::showConnectionError()
 void Client::onReadyRead()
 {
     readBuffer += socket->readAll();
-    qsizetype end;
-    while ((end = readBuffer.indexOf('\n')) >= 0) {
-        const QByteArray line = readBuffer.left(end);
-        readBuffer.remove(0, end + 1);
+    // All whole lines leave the buffer before any is handled: a handler that opens
+    // the error box runs a nested event loop, which must not see them again.
+    const qsizetype end = readBuffer.lastIndexOf('\n');
+    const QList<QByteArray> lines =
+        end < 0 ? QList<QByteArray>() : readBuffer.left(end).split('\n');
+    readBuffer.remove(0, end + 1);
+    // No line of the game comes near this; a server that never ends one is cut off.
+    if (readBuffer.size() > maxUnfinishedLine)
+        readBuffer.clear();
+    for (const QByteArray &line : lines)
         handle(line);
-    }
 }
 
 void Client::handle(QByteArray line)
