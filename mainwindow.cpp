@@ -8,6 +8,7 @@
 
 #include <QButtonGroup>
 #include <QEvent>
+#include <QFontMetrics>
 #include <QGraphicsPixmapItem>
 #include <QGraphicsProxyWidget>
 #include <QGraphicsRectItem>
@@ -21,6 +22,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -80,6 +82,24 @@ const char *const slotIconPaths[] = {
     ":/resources/crystal_ball.png",
     ":/resources/magichat.png",
 };
+
+// The round rune buttons are narrow: their names share one font, shrunk until the
+// longest fits inside the border instead of being cut at both ends.
+void fitTextInside(const QList<QToolButton *> &buttons, int width)
+{
+    QFont font = buttons.constFirst()->font();
+    font.setBold(true);
+    const auto widest = [&font, &buttons] {
+        int most = 0;
+        for (const QToolButton *button : buttons)
+            most = std::max(most, QFontMetrics(font).horizontalAdvance(button->text()));
+        return most;
+    };
+    while (widest() > width && font.pointSizeF() > 6)
+        font.setPointSizeF(font.pointSizeF() - 0.5);
+    for (QToolButton *button : buttons)
+        button->setFont(font);
+}
 
 // Where a picture of `size` sits centred in a 50 by 50 slot square.
 QPointF centredInSlot(QPointF square, QSize size)
@@ -329,6 +349,7 @@ void MainWindow::createRuneSystem()
         connect(button, &QToolButton::clicked, this, [this, i] { onMainRuneSelected(i); });
         button->installEventFilter(this);
     }
+    fitTextInside(mainRuneButtons, 68);
     rightLayout->addWidget(mainRow);
 
     auto *subHeading = new QLabel("PODRUNY:");

@@ -224,9 +224,9 @@ void TestClient::positionReport()
     QMetaObject::invokeMethod(client->positionTimer, "timeout");
     QVERIFY(sentUpToMarker().isEmpty()); // no avatar yet
     spawnAs(3);
-    client->localPlayer->setPos(-12.9, 7.9);
+    client->localPlayer->setPos(-1012.9, 1007.9); // clear of the weapon lying at the origin
     QMetaObject::invokeMethod(client->positionTimer, "timeout");
-    QCOMPARE(sentUpToMarker(), QByteArrayList({"9x3;-12;7"}));
+    QCOMPARE(sentUpToMarker(), QByteArrayList({"9x3;-1012;1007"}));
 }
 
 void TestClient::deadAvatarOnlyWalksAndDies()
