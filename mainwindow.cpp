@@ -158,8 +158,6 @@ void MainWindow::on_connect_clicked()
     view = new View(client, this);
     view->setScene(scene);
     view->setGeometry(rect());
-    view->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    view->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     view->setBackgroundBrush(QBrush(QPixmap(":/resources/background.png")));
     view->show();
     view->centerOn(QPointF(0, 0));
@@ -262,8 +260,6 @@ void MainWindow::openArmory()
 {
     practiceView = new PracticeToolView(this);
     practiceView->setGeometry(rect());
-    practiceView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    practiceView->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     practiceView->setBackgroundBrush(QBrush(QPixmap(":/resources/background2.png")));
     practiceView->show();
     practiceView->setFocus(Qt::OtherFocusReason);

@@ -1,6 +1,5 @@
 #include "client.h"
 #include "gun.h"
-#include "mainwindow.h"
 #include "player.h"
 #include "recordingserver.h"
 #include "view.h"
@@ -21,437 +20,387 @@ class TestClient : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void init();
-    void cleanup();
-
-    void parse_data();
-    void parse();
-    void truncation_data();
-    void truncation();
-    void framing();
-
-    void linesOfInput_data();
-    void linesOfInput();
-    void positionReport();
-    void deadAvatarOnlyWalksAndDies();
-    void noAvatarOrNoServer();
-
-    void spawnBuildsTheWorld();
-    void respawn();
-    void secondSpawnKeepsOnePickUp();
-
-    void unknownIdsChangeNothing_data();
-    void unknownIdsChangeNothing();
-    void moveSetupAndPosition();
-    void pickUpFillsTheSlot();
-    void weaponInTheHandThroughTheEcho();
-    void shotAndDamageEchoes();
-    void deaths();
-    void clearedSceneEndsEveryEffect();
-
-private:
-    void spawnAs(int id, int other = 0);
-    void send(const QByteArray &lines);
-    QList<QByteArray> sentUpToMarker();
-
     std::unique_ptr<RecordingServer> server;
     std::unique_ptr<QGraphicsScene> scene;
-    std::unique_ptr<MainWindow> window;
     std::unique_ptr<Client> client;
+
+    // Spawns the user's avatar, and another player's if `other` is set.
+    void spawnAs(int id, int other = 0)
+    {
+        server->send("0x" + QByteArray::number(id) + ";0;0\n");
+        if (other)
+            server->send("1x" + QByteArray::number(other) + ";400;100\n");
+        QTRY_VERIFY(client->players.contains(other ? other : id));
+        QCOMPARE(server->take(2).size(), 2); // the setup lines
+    }
+
+    // Sends lines as the server, then a position report of the own avatar as a
+    // barrier: once the avatar stands there, every line before it has been handled.
+    void send(const QByteArray &lines)
+    {
+        static int barrier = 1000;
+        ++barrier;
+        const int ownId = client->players.key(client->localPlayer);
+        server->send(lines + "9x" + QByteArray::number(ownId) + ';' + QByteArray::number(barrier) +
+                     ";0\n");
+        QTRY_COMPARE(client->localPlayer->pos().x(), double(barrier));
+    }
+
+    // Writes a line past every gate: whatever the client sent before it has arrived.
+    QList<QByteArray> sentUpToMarker()
+    {
+        client->socket->write("marker\n");
+        QList<QByteArray> lines;
+        (void)QTest::qWaitFor([&] {
+            lines = server->lines();
+            return !lines.isEmpty() && lines.constLast() == "marker";
+        });
+        server->received.clear();
+        lines.removeLast();
+        return lines;
+    }
+
+private slots:
+    void init()
+    {
+        // Reset, not created afresh: a failed set-up skips cleanup().
+        client.reset();
+        server = std::make_unique<RecordingServer>();
+        QVERIFY2(server->listen(), "port 7000 is taken: stop the relay before running the tests");
+        scene = std::make_unique<QGraphicsScene>();
+        client = std::make_unique<Client>(scene.get(), nullptr);
+        QVERIFY(server->accept(*client));
+        client->positionTimer->stop(); // reports come only where a test asks for one
+    }
+
+    void cleanup()
+    {
+        client.reset();
+        scene.reset();
+        server.reset();
+    }
+
+    void parse_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<QList<double>>("fields"); // type, id, a, b; none for a dropped line
+        QTest::newRow("move") << QByteArray("2x3;512;-12.5") << QList<double>{2, 3, 512, -12.5};
+        QTest::newRow("exponent") << QByteArray("2x3;1.23457e+06;7")
+                                  << QList<double>{2, 3, 1234570, 7};
+        QTest::newRow("letter type") << QByteArray("rx-1;0;0") << QList<double>{0, -1, 0, 0};
+        QTest::newRow("second x") << QByteArray("9x4;1;2x7;8") << QList<double>{9, 4, 1, 2};
+        QTest::newRow("fourth field") << QByteArray("6x4;1;2;9") << QList<double>{6, 4, 1, 2};
+        QTest::newRow("no numbers") << QByteArray("7xa;b;c") << QList<double>{7, 0, 0, 0};
+        QTest::newRow("empty") << QByteArray() << QList<double>{};
+        QTest::newRow("no x") << QByteArray("2;3;4;5") << QList<double>{};
+        QTest::newRow("two fields") << QByteArray("2x3;4") << QList<double>{};
+    }
+
+    void parse()
+    {
+        QFETCH(QByteArray, line);
+        QFETCH(QList<double>, fields);
+        const std::optional<Client::Line> parsed = Client::parse(line);
+        QCOMPARE(parsed.has_value(), !fields.isEmpty());
+        if (parsed)
+            QCOMPARE(
+                QList<double>({double(parsed->type), double(parsed->id), parsed->a, parsed->b}),
+                fields);
+    }
+
+    void truncation_data()
+    {
+        QTest::addColumn<double>("value");
+        QTest::addColumn<int>("expected");
+        const int most = std::numeric_limits<int>::max();
+        const int least = std::numeric_limits<int>::min();
+        const double inf = std::numeric_limits<double>::infinity();
+        QTest::newRow("2.9") << 2.9 << 2;
+        QTest::newRow("-12.9") << -12.9 << -12;
+        QTest::newRow("just past int") << 2147483648.5 << most;
+        QTest::newRow("1e308") << 1e308 << most;
+        QTest::newRow("-1e308") << -1e308 << least;
+        QTest::newRow("inf") << inf << most;
+        QTest::newRow("-inf") << -inf << least;
+        QTest::newRow("nan") << std::nan("") << 0;
+    }
+
+    void truncation()
+    {
+        QFETCH(double, value);
+        QTEST(truncateToInt(value), "expected");
+    }
+
+    void framing()
+    {
+        server->send("1x7;30");
+        QTRY_COMPARE(client->readBuffer, QByteArray("1x7;30"));
+        // The reserved type and types outside 0 to 9 are read and ignored.
+        server->send("0;40\n1x8;0;0\n\n8x1;0;0\n10x2;0;0\n-1x3;0;0\n1x9;5;5\n1x4;");
+        QTRY_COMPARE(client->players.keys(), QList<int>({7, 8, 9}));
+        QVERIFY(!client->localPlayer);
+        QCOMPARE(client->players.value(7)->pos(), QPointF(300, 40));
+        QCOMPARE(client->readBuffer, QByteArray("1x4;"));
+    }
+
+    void linesOfInput_data()
+    {
+        QTest::addColumn<QList<int>>("inventory");
+        QTest::addColumn<int>("held");
+        QTest::addColumn<QByteArrayList>("expected"); // right, left click, then keys 1 and 2
+        QTest::newRow("empty hands")
+            << QList<int>{0, 0, 0} << 0 << QByteArrayList{"4x4;0;0", "4x4;0;0"};
+        QTest::newRow("picked up")
+            << QList<int>{2, 0, 0} << 0 << QByteArrayList{"4x4;2;1", "4x4;0;0"};
+        QTest::newRow("in the hand")
+            << QList<int>{2, 0, 0} << 2 << QByteArrayList{"4x4;2;0", "4x4;0;1"};
+    }
+
+    void linesOfInput()
+    {
+        QFETCH(QList<int>, inventory);
+        QFETCH(int, held);
+        QFETCH(QByteArrayList, expected);
+        spawnAs(4);
+        client->inventory = inventory;
+        client->heldItemId = held;
+        View view(client.get());
+        view.setScene(scene.get());
+        view.setSceneRect(0, 0, 2000, 2000);
+        view.resize(400, 300);
+        view.centerOn(1000.4, 1000.6);
+        const QPoint at(10, 20);
+        const QPointF point = view.mapToScene(at);
+        const QByteArray xy =
+            QByteArray::number(point.x(), 'g', 6) + ';' + QByteArray::number(point.y(), 'g', 6);
+
+        QTest::mouseClick(view.viewport(), Qt::RightButton, {}, at);
+        QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, at);
+        QTest::mouseClick(view.viewport(), Qt::MiddleButton, {}, at);
+        QTest::keyClick(&view, Qt::Key_1);
+        QTest::keyClick(&view, Qt::Key_2);
+        QTest::keyClick(&view, Qt::Key_4);
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"2x4;" + xy, "3x4;" + xy}) + expected);
+    }
+
+    void positionReport()
+    {
+        QCOMPARE(client->positionTimer->interval(), 4000);
+        QMetaObject::invokeMethod(client->positionTimer, "timeout");
+        QVERIFY(sentUpToMarker().isEmpty()); // no avatar yet
+        spawnAs(3);
+        client->localPlayer->setPos(-1012.9, 1007.9); // clear of the weapon lying at the origin
+        QMetaObject::invokeMethod(client->positionTimer, "timeout");
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"9x3;-1012;1007"}));
+    }
+
+    void deadAvatarOnlyWalksAndDies()
+    {
+        spawnAs(6);
+        Player *avatar = client->localPlayer;
+        avatar->alive = false;
+        client->sendData(MsgMove, "300;400.5");
+        client->sendData(MsgShoot, "300;400");
+        client->sendData(MsgWeapon, "1;1");
+        client->sendData(MsgDamage, "5;0");
+        QMetaObject::invokeMethod(client->positionTimer, "timeout");
+        client->sendData(MsgReserved, "0;0");
+        emit avatar->died();
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"8x6;0;0", "5x6;0;0"}));
+        QCOMPARE(avatar->target, QPointF(300, 400.5));
+        QVERIFY(avatar->moveTimer->isActive());
+    }
+
+    void noAvatarOrNoServer()
+    {
+        client->sendData(MsgMove, "1;2");
+        QVERIFY(sentUpToMarker().isEmpty());
+
+        server->peer->close();
+        QTRY_VERIFY(!client->isConnected());
+        QString title;
+        QTimer::singleShot(0, this, [&title] {
+            QWidget *box = QApplication::activeModalWidget();
+            title = box->windowTitle();
+            box->close();
+        });
+        client->sendData(MsgMove, "1;1");
+        QCOMPARE(title, QString("Błąd połączenia"));
+    }
+
+    void spawnBuildsTheWorld()
+    {
+        spawnAs(8);
+        const Player *avatar = client->localPlayer;
+        QVERIFY(avatar->isLocal && avatar->alive);
+        QCOMPARE(avatar->pos(), QPointF(100, 100));
+        QCOMPARE(client->sceneryItems.size(), 29);
+        QCOMPARE(client->sceneryItems.first()->pos(), QPointF(80, 600));
+        QCOMPARE(client->sceneryItems.first()->scale(), 2.5);
+        QVERIFY(client->sceneryItems.first()->pixmap().isNull()); // a picture we do not have
+        const Gun *pickUp = client->groundWeapon;
+        QCOMPARE(pickUp->pos(), QPointF(0, 0));
+        QVERIFY(!pickUp->followsOwner);
+        QCOMPARE(pickUp->owner.data(), avatar);
+    }
+
+    void respawn()
+    {
+        spawnAs(2);
+        Player *avatar = client->localPlayer;
+        client->respawn(); // alive: nothing happens
+        QCOMPARE(client->localPlayer, avatar);
+        send("4x2;1;1\n"); // a weapon whose death echo has not come back yet
+        QPointer<Gun> held = client->playerGuns.value(avatar);
+
+        avatar->alive = false;
+        client->respawn();
+        client->respawn();
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"rx-1;0;0"}));
+        QVERIFY(!client->localPlayer && !client->groundWeapon);
+        QVERIFY(client->players.isEmpty() && client->playerGuns.isEmpty());
+        QTRY_VERIFY(!held);
+
+        server->send("0x9;0;0\n");
+        QCOMPARE(server->take(2), QByteArrayList({"6x9;1;5", "6x9;2;5"}));
+        QCOMPARE(client->sceneryItems.size(), 58);
+        QVERIFY(client->groundWeapon);
+    }
+
+    void unknownIdsChangeNothing_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        for (const char *line : {"2x9;5;5", "9x9;5;5", "6x9;1;50", "4x9;1;1", "4x0;1;1", "4x-1;1;1",
+                                 "3x9;5;5", "7x9;5;0", "5x9;0;0"})
+            QTest::newRow(line) << QByteArray(line);
+    }
+
+    void unknownIdsChangeNothing()
+    {
+        QFETCH(QByteArray, line);
+        spawnAs(1, 2);
+        client->players.insert(0, client->players.value(2)); // an id the server never gives
+        const int items = scene->items().size();
+        send(line + '\n');
+        QCOMPARE(client->players.keys(), QList<int>({0, 1, 2}));
+        QVERIFY(client->playerGuns.isEmpty());
+        QCOMPARE(scene->items().size(), items);
+    }
+
+    void moveSetupAndPosition()
+    {
+        spawnAs(1, 2);
+        Player *other = client->players.value(2);
+        send("2x2;1000;150\n9x2;-12;7\n6x2;1;25\n6x2;2;30\n6x2;3;99\n");
+        QCOMPARE(other->pos(), QPointF(-12, 7)); // jumped, and walks on
+        QCOMPARE(other->target, QPointF(1000, 150));
+        QVERIFY(other->moveTimer->isActive());
+        QCOMPARE(QList<int>({other->speed, other->damage, other->defense}),
+                 QList<int>({25, 30, 10}));
+
+        server->send("1x2;5;5\n");
+        QTRY_VERIFY(client->players.value(2) != other);
+        QVERIFY(other->QGraphicsItem::scene()); // replaced in the table, left on the scene
+    }
+
+    void pickUpFillsTheSlot()
+    {
+        spawnAs(1);
+        QSignalSpy changed(client.get(), &Client::inventoryChanged);
+        QPointer<Gun> pickUp = client->groundWeapon;
+        const int type = pickUp->type;
+        client->localPlayer->setPos(-20, -20); // over the weapon lying at the origin
+        pickUp->followPlayer();
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"4x1;" + QByteArray::number(type) + ";0"}));
+        QCOMPARE(client->inventory, QList<int>({type, 0, 0}));
+        QCOMPARE(changed, QList<QVariantList>({{0, type}}));
+        QVERIFY(!client->groundWeapon);
+        QTRY_VERIFY(!pickUp);
+    }
+
+    void weaponInTheHandThroughTheEcho()
+    {
+        spawnAs(1, 2);
+        client->inventory = {2, 0, 0};
+        View view(client.get());
+        QTest::keyClick(&view, Qt::Key_1);
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"4x1;2;1"}));
+        QVERIFY(client->playerGuns.isEmpty()); // nothing until the echo
+        send("4x1;2;1\n");
+        QCOMPARE(client->heldItemId, 2);
+        QCOMPARE(client->playerGuns.value(client->localPlayer)->type, 2);
+        QTest::keyClick(&view, Qt::Key_1);
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"4x1;2;0"}));
+        send("4x1;2;0\n4x1;4;1\n"); // put away, then an item with no weapon
+        QCOMPARE(client->heldItemId, 0);
+        QVERIFY(client->playerGuns.isEmpty());
+
+        Player *other = client->players.value(2);
+        send("4x2;1;1\n");
+        QPointer<Gun> first = client->playerGuns.value(other);
+        send("4x2;3;1\n"); // a second weapon in the same hand replaces the first
+        QCOMPARE(client->playerGuns.value(other)->type, 3);
+        QCOMPARE(client->heldItemId, 0);
+        QTRY_VERIFY(!first);
+    }
+
+    void shotAndDamageEchoes()
+    {
+        spawnAs(1, 2);
+        send("3x2;0;0\n4x2;1;1\n");
+        Gun *weapon = client->playerGuns.value(client->players.value(2));
+        QVERIFY(weapon->canShoot); // the shot before the weapon found an empty hand
+        send("3x2;900;150\n7x2;17;0\n7x1;-3;0\n");
+        QVERIFY(!weapon->canShoot);
+        QStringList numbers;
+        for (QGraphicsItem *item : scene->items()) {
+            if (auto *text = qgraphicsitem_cast<QGraphicsTextItem *>(item))
+                numbers.append(text->toPlainText());
+        }
+
+        numbers.sort();
+        QCOMPARE(numbers, QStringList({"-3", "17"}));
+        QCOMPARE(client->players.value(2)->hp, 100);
+    }
+
+    void deaths()
+    {
+        spawnAs(1, 2);
+        send("4x2;2;1\n4x1;1;1\n");
+        QPointer<Player> other = client->players.value(2);
+        QPointer<Gun> weapon = client->playerGuns.value(other);
+        Player *own = client->localPlayer;
+        send("5x2;0;0\n3x2;5;5\n5x2;0;0\n5x1;0;0\n3x1;5;5\n5x1;0;0\n");
+        QVERIFY(!other);
+        QTRY_VERIFY(!weapon);
+        QCOMPARE(client->players.keys(), QList<int>({1}));
+        QVERIFY(client->playerGuns.isEmpty());
+        QCOMPARE(client->localPlayer, own); // the dead figure stays
+        QVERIFY(own->isVisible());
+        QCOMPARE(own->pixmap().toImage(), QPixmap(":/resources/dead_player.png").toImage());
+    }
+
+    void clearedSceneEndsEveryEffect()
+    {
+        spawnAs(1, 2);
+        client->players.value(2)->takeDamage(10);
+        send("7x2;10;0\n5x2;0;0\n");
+        // Numbers, drops and the death animation each own what drives them.
+        QList<QPointer<QGraphicsObject>> effects;
+        for (QGraphicsItem *item : scene->items()) {
+            QGraphicsObject *object = item->toGraphicsObject();
+            if (object && !object->children().isEmpty())
+                effects.append(object);
+        }
+
+        QVERIFY(effects.size() >= 4); // a number, two drops, the animation
+        scene->clear();
+        QVERIFY(std::all_of(effects.begin(), effects.end(),
+                            [](const auto &effect) { return !effect; }));
+        client->localPlayer = nullptr; // gone with the scene
+        client->groundWeapon = nullptr;
+    }
 };
-
-void TestClient::init()
-{
-    // Reset, not created afresh: a failed set-up skips cleanup().
-    client.reset();
-    server = std::make_unique<RecordingServer>();
-    QVERIFY2(server->listen(), "port 7000 is taken: stop the relay before running the tests");
-    window = std::make_unique<MainWindow>();
-    scene = std::make_unique<QGraphicsScene>();
-    client = std::make_unique<Client>(scene.get(), window.get());
-    QVERIFY(server->accept(*client));
-    client->positionTimer->stop(); // reports come only where a test asks for one
-}
-
-void TestClient::cleanup()
-{
-    client.reset();
-    scene.reset();
-    window.reset();
-    server.reset();
-}
-
-// Spawns the user's avatar, and another player's if `other` is set.
-void TestClient::spawnAs(int id, int other)
-{
-    server->send("0x" + QByteArray::number(id) + ";0;0\n");
-    if (other)
-        server->send("1x" + QByteArray::number(other) + ";400;100\n");
-    QTRY_VERIFY(client->players.contains(other ? other : id));
-    QCOMPARE(server->take(2).size(), 2); // the setup lines
-}
-
-// Sends lines as the server, then a position report of the own avatar as a
-// barrier: once the avatar stands there, every line before it has been handled.
-void TestClient::send(const QByteArray &lines)
-{
-    static int barrier = 1000;
-    ++barrier;
-    const int ownId = client->players.key(client->localPlayer);
-    server->send(lines + "9x" + QByteArray::number(ownId) + ';' + QByteArray::number(barrier) +
-                 ";0\n");
-    QTRY_COMPARE(client->localPlayer->pos().x(), double(barrier));
-}
-
-// Writes a line past every gate: whatever the client sent before it has arrived.
-QList<QByteArray> TestClient::sentUpToMarker()
-{
-    client->socket->write("marker\n");
-    QList<QByteArray> lines;
-    (void)QTest::qWaitFor([&] {
-        lines = server->lines();
-        return !lines.isEmpty() && lines.constLast() == "marker";
-    });
-    server->received.clear();
-    lines.removeLast();
-    return lines;
-}
-
-void TestClient::parse_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::addColumn<QList<double>>("fields"); // type, id, a, b; none for a dropped line
-    QTest::newRow("move") << QByteArray("2x3;512;-12.5") << QList<double>{2, 3, 512, -12.5};
-    QTest::newRow("exponent") << QByteArray("2x3;1.23457e+06;7") << QList<double>{2, 3, 1234570, 7};
-    QTest::newRow("letter type") << QByteArray("rx-1;0;0") << QList<double>{0, -1, 0, 0};
-    QTest::newRow("second x") << QByteArray("9x4;1;2x7;8") << QList<double>{9, 4, 1, 2};
-    QTest::newRow("fourth field") << QByteArray("6x4;1;2;9") << QList<double>{6, 4, 1, 2};
-    QTest::newRow("no numbers") << QByteArray("7xa;b;c") << QList<double>{7, 0, 0, 0};
-    QTest::newRow("empty") << QByteArray() << QList<double>{};
-    QTest::newRow("no x") << QByteArray("2;3;4;5") << QList<double>{};
-    QTest::newRow("two fields") << QByteArray("2x3;4") << QList<double>{};
-}
-
-void TestClient::parse()
-{
-    QFETCH(QByteArray, line);
-    QFETCH(QList<double>, fields);
-    const std::optional<Client::Line> parsed = Client::parse(line);
-    QCOMPARE(parsed.has_value(), !fields.isEmpty());
-    if (parsed)
-        QCOMPARE(QList<double>({double(parsed->type), double(parsed->id), parsed->a, parsed->b}),
-                 fields);
-}
-
-void TestClient::truncation_data()
-{
-    QTest::addColumn<double>("value");
-    QTest::addColumn<int>("expected");
-    const int most = std::numeric_limits<int>::max();
-    const int least = std::numeric_limits<int>::min();
-    const double inf = std::numeric_limits<double>::infinity();
-    QTest::newRow("2.9") << 2.9 << 2;
-    QTest::newRow("-12.9") << -12.9 << -12;
-    QTest::newRow("just past int") << 2147483648.5 << most;
-    QTest::newRow("1e308") << 1e308 << most;
-    QTest::newRow("-1e308") << -1e308 << least;
-    QTest::newRow("inf") << inf << most;
-    QTest::newRow("-inf") << -inf << least;
-    QTest::newRow("nan") << std::nan("") << 0;
-}
-
-void TestClient::truncation()
-{
-    QFETCH(double, value);
-    QTEST(truncateToInt(value), "expected");
-}
-
-void TestClient::framing()
-{
-    server->send("1x7;30");
-    QTRY_COMPARE(client->readBuffer, QByteArray("1x7;30"));
-    // The reserved type and types outside 0 to 9 are read and ignored.
-    server->send("0;40\n1x8;0;0\n\n8x1;0;0\n10x2;0;0\n-1x3;0;0\n1x9;5;5\n1x4;");
-    QTRY_COMPARE(client->players.keys(), QList<int>({7, 8, 9}));
-    QVERIFY(!client->localPlayer);
-    QCOMPARE(client->players.value(7)->pos(), QPointF(300, 40));
-    QCOMPARE(client->readBuffer, QByteArray("1x4;"));
-}
-
-void TestClient::linesOfInput_data()
-{
-    QTest::addColumn<QList<int>>("inventory");
-    QTest::addColumn<int>("held");
-    QTest::addColumn<QByteArrayList>("expected"); // right, left click, then keys 1 and 2
-    QTest::newRow("empty hands") << QList<int>{0, 0, 0} << 0
-                                 << QByteArrayList{"4x4;0;0", "4x4;0;0"};
-    QTest::newRow("picked up") << QList<int>{2, 0, 0} << 0 << QByteArrayList{"4x4;2;1", "4x4;0;0"};
-    QTest::newRow("in the hand") << QList<int>{2, 0, 0} << 2
-                                 << QByteArrayList{"4x4;2;0", "4x4;0;1"};
-}
-
-void TestClient::linesOfInput()
-{
-    QFETCH(QList<int>, inventory);
-    QFETCH(int, held);
-    QFETCH(QByteArrayList, expected);
-    spawnAs(4);
-    client->inventory = inventory;
-    client->heldItemId = held;
-    View view(client.get());
-    view.setScene(scene.get());
-    view.setSceneRect(0, 0, 2000, 2000);
-    view.resize(400, 300);
-    view.centerOn(1000.4, 1000.6);
-    const QPoint at(10, 20);
-    const QPointF point = view.mapToScene(at);
-    const QByteArray xy =
-        QByteArray::number(point.x(), 'g', 6) + ';' + QByteArray::number(point.y(), 'g', 6);
-
-    QTest::mouseClick(view.viewport(), Qt::RightButton, {}, at);
-    QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, at);
-    QTest::mouseClick(view.viewport(), Qt::MiddleButton, {}, at);
-    QTest::keyClick(&view, Qt::Key_1);
-    QTest::keyClick(&view, Qt::Key_2);
-    QTest::keyClick(&view, Qt::Key_4);
-    QCOMPARE(sentUpToMarker(), QByteArrayList({"2x4;" + xy, "3x4;" + xy}) + expected);
-}
-
-void TestClient::positionReport()
-{
-    QCOMPARE(client->positionTimer->interval(), 4000);
-    QMetaObject::invokeMethod(client->positionTimer, "timeout");
-    QVERIFY(sentUpToMarker().isEmpty()); // no avatar yet
-    spawnAs(3);
-    client->localPlayer->setPos(-1012.9, 1007.9); // clear of the weapon lying at the origin
-    QMetaObject::invokeMethod(client->positionTimer, "timeout");
-    QCOMPARE(sentUpToMarker(), QByteArrayList({"9x3;-1012;1007"}));
-}
-
-void TestClient::deadAvatarOnlyWalksAndDies()
-{
-    spawnAs(6);
-    Player *avatar = client->localPlayer;
-    avatar->alive = false;
-    client->sendData(MsgMove, "300;400.5");
-    client->sendData(MsgShoot, "300;400");
-    client->sendData(MsgWeapon, "1;1");
-    client->sendData(MsgDamage, "5;0");
-    QMetaObject::invokeMethod(client->positionTimer, "timeout");
-    client->sendData(MsgReserved, "0;0");
-    emit avatar->died();
-    QCOMPARE(sentUpToMarker(), QByteArrayList({"8x6;0;0", "5x6;0;0"}));
-    QCOMPARE(avatar->target, QPointF(300, 400.5));
-    QVERIFY(avatar->moveTimer->isActive());
-}
-
-void TestClient::noAvatarOrNoServer()
-{
-    client->sendData(MsgMove, "1;2");
-    QVERIFY(sentUpToMarker().isEmpty());
-
-    server->peer->close();
-    QTRY_VERIFY(!client->isConnected());
-    QString title;
-    QTimer::singleShot(0, this, [&title] {
-        QWidget *box = QApplication::activeModalWidget();
-        title = box->windowTitle();
-        box->close();
-    });
-    client->sendData(MsgMove, "1;1");
-    QCOMPARE(title, QString("Błąd połączenia"));
-}
-
-void TestClient::spawnBuildsTheWorld()
-{
-    window->stats = {324, 15, 30, 40};
-    server->send("0x8;0;0\n");
-    QCOMPARE(server->take(2), QByteArrayList({"6x8;1;15", "6x8;2;30"}));
-    const Player *avatar = client->localPlayer;
-    QCOMPARE(client->players.value(8), avatar);
-    QVERIFY(avatar->isLocal && avatar->alive);
-    QCOMPARE(avatar->pos(), QPointF(100, 100));
-    QCOMPARE(QList<int>({avatar->hp, avatar->lastHp, avatar->speed, avatar->defense}),
-             QList<int>({324, 324, 15, 40}));
-    QCOMPARE(avatar->damage, 5); // only the echo of the setup line changes it
-
-    QCOMPARE(client->sceneryItems.size(), 29);
-    QCOMPARE(client->sceneryItems.first()->pos(), QPointF(80, 600));
-    QCOMPARE(client->sceneryItems.first()->scale(), 2.5);
-    QVERIFY(client->sceneryItems.first()->pixmap().isNull()); // a picture we do not have
-    const Gun *pickUp = client->groundWeapon;
-    QCOMPARE(pickUp->pos(), QPointF(0, 0));
-    QVERIFY(!pickUp->followsOwner);
-    QCOMPARE(pickUp->owner.data(), avatar);
-}
-
-void TestClient::respawn()
-{
-    spawnAs(2);
-    Player *avatar = client->localPlayer;
-    client->respawn(); // alive: nothing happens
-    QCOMPARE(client->localPlayer, avatar);
-    send("4x2;1;1\n"); // a weapon whose death echo has not come back yet
-    QPointer<Gun> held = client->playerGuns.value(avatar);
-
-    avatar->alive = false;
-    client->respawn();
-    client->respawn();
-    QCOMPARE(sentUpToMarker(), QByteArrayList({"rx-1;0;0"}));
-    QVERIFY(!client->localPlayer && !client->groundWeapon);
-    QVERIFY(client->players.isEmpty() && client->playerGuns.isEmpty());
-    QTRY_VERIFY(!held);
-
-    server->send("0x9;0;0\n");
-    QCOMPARE(server->take(2), QByteArrayList({"6x9;1;5", "6x9;2;5"}));
-    QCOMPARE(client->sceneryItems.size(), 58);
-    QVERIFY(client->groundWeapon);
-}
-
-void TestClient::secondSpawnKeepsOnePickUp()
-{
-    spawnAs(4);
-    Player *first = client->localPlayer;
-    QPointer<Gun> firstPickUp = client->groundWeapon;
-    spawnAs(5);
-    QCOMPARE(client->players.value(4), first);
-    QVERIFY(client->localPlayer != first);
-    QTRY_VERIFY(!firstPickUp);
-}
-
-void TestClient::unknownIdsChangeNothing_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    for (const char *line : {"2x9;5;5", "9x9;5;5", "6x9;1;50", "4x9;1;1", "4x0;1;1", "4x-1;1;1",
-                             "3x9;5;5", "7x9;5;0", "5x9;0;0"})
-        QTest::newRow(line) << QByteArray(line);
-}
-
-void TestClient::unknownIdsChangeNothing()
-{
-    QFETCH(QByteArray, line);
-    spawnAs(1, 2);
-    client->players.insert(0, client->players.value(2)); // an id the server never gives
-    const int items = scene->items().size();
-    send(line + '\n');
-    QCOMPARE(client->players.keys(), QList<int>({0, 1, 2}));
-    QVERIFY(client->playerGuns.isEmpty());
-    QCOMPARE(scene->items().size(), items);
-}
-
-void TestClient::moveSetupAndPosition()
-{
-    spawnAs(1, 2);
-    Player *other = client->players.value(2);
-    send("2x2;1000;150\n9x2;-12;7\n6x2;1;25\n6x2;2;30\n6x2;3;99\n");
-    QCOMPARE(other->pos(), QPointF(-12, 7)); // jumped, and walks on
-    QCOMPARE(other->target, QPointF(1000, 150));
-    QVERIFY(other->moveTimer->isActive());
-    QCOMPARE(QList<int>({other->speed, other->damage, other->defense}), QList<int>({25, 30, 10}));
-
-    server->send("1x2;5;5\n");
-    QTRY_VERIFY(client->players.value(2) != other);
-    QVERIFY(other->QGraphicsItem::scene()); // replaced in the table, left on the scene
-}
-
-void TestClient::pickUpFillsTheSlot()
-{
-    spawnAs(1);
-    QSignalSpy changed(client.get(), &Client::inventoryChanged);
-    QPointer<Gun> pickUp = client->groundWeapon;
-    const int type = pickUp->type;
-    client->localPlayer->setPos(-20, -20); // over the weapon lying at the origin
-    pickUp->followPlayer();
-    QCOMPARE(sentUpToMarker(), QByteArrayList({"4x1;" + QByteArray::number(type) + ";0"}));
-    QCOMPARE(client->inventory, QList<int>({type, 0, 0}));
-    QCOMPARE(changed, QList<QVariantList>({{0, type}}));
-    QVERIFY(!client->groundWeapon);
-    QTRY_VERIFY(!pickUp);
-}
-
-void TestClient::weaponInTheHandThroughTheEcho()
-{
-    spawnAs(1, 2);
-    client->inventory = {2, 0, 0};
-    View view(client.get());
-    QTest::keyClick(&view, Qt::Key_1);
-    QCOMPARE(sentUpToMarker(), QByteArrayList({"4x1;2;1"}));
-    QVERIFY(client->playerGuns.isEmpty()); // nothing until the echo
-    send("4x1;2;1\n");
-    QCOMPARE(client->heldItemId, 2);
-    QCOMPARE(client->playerGuns.value(client->localPlayer)->type, 2);
-    QTest::keyClick(&view, Qt::Key_1);
-    QCOMPARE(sentUpToMarker(), QByteArrayList({"4x1;2;0"}));
-    send("4x1;2;0\n4x1;4;1\n"); // put away, then an item with no weapon
-    QCOMPARE(client->heldItemId, 0);
-    QVERIFY(client->playerGuns.isEmpty());
-
-    Player *other = client->players.value(2);
-    send("4x2;1;1\n");
-    QPointer<Gun> first = client->playerGuns.value(other);
-    send("4x2;3;1\n"); // a second weapon in the same hand replaces the first
-    QCOMPARE(client->playerGuns.value(other)->type, 3);
-    QCOMPARE(client->heldItemId, 0);
-    QTRY_VERIFY(!first);
-}
-
-void TestClient::shotAndDamageEchoes()
-{
-    spawnAs(1, 2);
-    send("3x2;0;0\n4x2;1;1\n");
-    Gun *weapon = client->playerGuns.value(client->players.value(2));
-    QVERIFY(weapon->canShoot); // the shot before the weapon found an empty hand
-    send("3x2;900;150\n7x2;17;0\n7x1;-3;0\n");
-    QVERIFY(!weapon->canShoot);
-    QStringList numbers;
-    for (QGraphicsItem *item : scene->items()) {
-        if (auto *text = qgraphicsitem_cast<QGraphicsTextItem *>(item))
-            numbers.append(text->toPlainText());
-    }
-
-    numbers.sort();
-    QCOMPARE(numbers, QStringList({"-3", "17"}));
-    QCOMPARE(client->players.value(2)->hp, 100);
-}
-
-void TestClient::deaths()
-{
-    spawnAs(1, 2);
-    send("4x2;2;1\n4x1;1;1\n");
-    QPointer<Player> other = client->players.value(2);
-    QPointer<Gun> weapon = client->playerGuns.value(other);
-    Player *own = client->localPlayer;
-    send("5x2;0;0\n3x2;5;5\n5x2;0;0\n5x1;0;0\n3x1;5;5\n5x1;0;0\n");
-    QVERIFY(!other);
-    QTRY_VERIFY(!weapon);
-    QCOMPARE(client->players.keys(), QList<int>({1}));
-    QVERIFY(client->playerGuns.isEmpty());
-    QCOMPARE(client->localPlayer, own); // the dead figure stays
-    QVERIFY(own->isVisible());
-    QCOMPARE(own->pixmap().toImage(), QPixmap(":/resources/dead_player.png").toImage());
-}
-
-void TestClient::clearedSceneEndsEveryEffect()
-{
-    spawnAs(1, 2);
-    client->players.value(2)->takeDamage(10);
-    send("7x2;10;0\n5x2;0;0\n");
-    // Numbers, drops and the death animation each own what drives them.
-    QList<QPointer<QGraphicsObject>> effects;
-    for (QGraphicsItem *item : scene->items()) {
-        QGraphicsObject *object = item->toGraphicsObject();
-        if (object && !object->children().isEmpty())
-            effects.append(object);
-    }
-
-    QVERIFY(effects.size() >= 4); // a number, two drops, the animation
-    scene->clear();
-    QVERIFY(
-        std::all_of(effects.begin(), effects.end(), [](const auto &effect) { return !effect; }));
-    client->localPlayer = nullptr; // gone with the scene
-    client->groundWeapon = nullptr;
-}
 
 QTEST_MAIN(TestClient)
 #include "tst_client.moc"
