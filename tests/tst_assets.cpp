@@ -10,37 +10,30 @@ private slots:
     {
         QTest::addColumn<QSize>("size");  // the row's name is the picture's
         QTest::addColumn<int>("covered"); // percent of pixels not fully transparent
-        const auto row = [](const char *name, int width, int height, int covered) {
-            QTest::newRow(name) << QSize(width, height) << covered;
+        // Pictures of the same kind share their size and how much of them is drawn.
+        const auto rows = [](std::initializer_list<const char *> names, int w, int h, int covered) {
+            for (const char *name : names)
+                QTest::newRow(name) << QSize(w, h) << covered;
         };
-        row("background", 1024, 576, 100);
-        row("background2", 1024, 576, 100);
-        row("player", 100, 100, 15);
-        row("dead_player", 100, 100, 14);
-        for (const char *name : {"gun", "gun2"})
-            row(name, 64, 64, 20);
-        for (const char *name : {"shotgun", "shotgun2"})
-            row(name, 128, 32, 27);
-        for (const char *name : {"snipe", "snipe2"})
-            row(name, 128, 32, 25);
-        row("bullet", 16, 16, 47);
-        row("fireball", 50, 33, 45);
-        for (const char *name : {"magicwand", "magicwand2"})
-            row(name, 64, 64, 17);
-        row("crystal_ball", 50, 50, 35);
-        row("magichat", 64, 64, 13);
-        row("tree", 60, 120, 32);
-        row("tree2", 60, 60, 53);
-        for (const char *name : {"flower", "flower2", "flower3", "flower4"})
-            row(name, 60, 60, 5);
-        row("cactus", 60, 60, 21);
-        for (const char *name : {"magicbullet1", "magicbullet2", "magicbullet3", "magicbullet4"})
-            row(name, 32, 32, 10);
-        row("sparkle", 64, 64, 18);
-        for (const char *name : {"water1", "water2", "water3"})
-            row(name, 20, 20, 12);
-        for (const char *name : {"tree1", "flower1"}) // named by the scenery, never drawn
-            row(name, 0, 0, 0);
+        rows({"background", "background2"}, 1024, 576, 100);
+        rows({"player"}, 100, 100, 15);
+        rows({"dead_player"}, 100, 100, 14);
+        rows({"gun", "gun2"}, 64, 64, 20);
+        rows({"shotgun", "shotgun2"}, 128, 32, 27);
+        rows({"snipe", "snipe2"}, 128, 32, 25);
+        rows({"bullet"}, 16, 16, 47);
+        rows({"fireball"}, 50, 33, 45);
+        rows({"magicwand", "magicwand2"}, 64, 64, 17);
+        rows({"crystal_ball"}, 50, 50, 35);
+        rows({"magichat"}, 64, 64, 13);
+        rows({"tree"}, 60, 120, 32);
+        rows({"tree2"}, 60, 60, 53);
+        rows({"flower", "flower2", "flower3", "flower4"}, 60, 60, 5);
+        rows({"cactus"}, 60, 60, 21);
+        rows({"magicbullet1", "magicbullet2", "magicbullet3", "magicbullet4"}, 32, 32, 10);
+        rows({"sparkle"}, 64, 64, 18);
+        rows({"water1", "water2", "water3"}, 20, 20, 12);
+        rows({"tree1", "flower1"}, 0, 0, 0); // named by the scenery, never drawn
     }
 
     void pictures()

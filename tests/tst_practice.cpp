@@ -9,6 +9,7 @@
 #include <QTest>
 #include <QTimer>
 
+// The practice tool: its controls, the opponent, resets and perk cards.
 class TestPractice : public QObject
 {
     Q_OBJECT
@@ -42,6 +43,7 @@ class TestPractice : public QObject
         card->perkValues = {{perk, multiplier}};
         return card;
     }
+
 private slots:
     void init()
     {
