@@ -244,7 +244,9 @@ public:
     {
         clock.start();
         connect(&pacer, &QTimer::timeout, this, &Server::sendDue);
-        pacer.start(10);
+        // An idle arena gets nothing, not even this timer's wake-ups.
+        if (!avatars.isEmpty())
+            pacer.start(10);
     }
 
 private:
