@@ -103,8 +103,9 @@ private:
             pieces.append(area);
         if (frame.isActive())
             return;
-        const double refreshRate = screen() ? screen()->refreshRate() : 60.0;
-        frame.start(std::max(0, int(1000 / refreshRate) - int(sinceFrame.elapsed())));
+        const double screenRate = screen() ? screen()->refreshRate() : 0.0;
+        const int frameMs = int(1000 / (screenRate > 0 ? screenRate : 60.0));
+        frame.start(std::max(0, frameMs - int(sinceFrame.elapsed())));
     }
 
     void paintChanges()
