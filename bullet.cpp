@@ -87,9 +87,9 @@ void Bullet::flightStep()
 }
 
 // The first living player other than the owner whose picture this one touches, in
-// the order of the scene's shape query. Rectangles sort out the avatars out of
-// reach before any outline is compared; the scene is asked only when two or more
-// are touched at once, to put them in its order.
+// the order of the scene's shape query, which passes over hidden items. Rectangles
+// sort out the avatars out of reach before any outline is compared; the scene is
+// asked only when two or more are touched at once, to put them in its order.
 Player *Bullet::firstTouched()
 {
     // A little slack, so that a rounding in the rectangles never loses a touch.
@@ -97,7 +97,7 @@ Player *Bullet::firstTouched()
     Player *touched = nullptr;
     for (Player *player : Player::all()) {
         if (!meet(reach, player->sceneBox()) || player == owner || !player->alive ||
-            player->QGraphicsItem::scene() != scene ||
+            !player->isVisible() || player->QGraphicsItem::scene() != scene ||
             !collidesWithItem(player, Qt::IntersectsItemShape))
             continue;
         if (touched)

@@ -100,7 +100,8 @@ private slots:
 
     // Flights through avatars given by their corners and roles, stacked in the order
     // given: a alive, d dead, o the bullet's owner, z alive but put below the others,
-    // m alive and moved to its corner from afar after it was made.
+    // m alive and moved to its corner from afar after it was made, h alive but hidden,
+    // t alive and fully transparent.
     // Every flight goes along +x at 4 units a tick (2 when short-lived), and the hit,
     // the avatar hit and its tick must be what the scene's plain shape query finds.
     void flightMatchesShapeQuery_data()
@@ -130,6 +131,10 @@ private slots:
             << QList{here, here} << "ao" << false << level << 1000 << 0 << 32;
         QTest::newRow("moved onto the path")
             << QList{here} << "m" << false << level << 1000 << 0 << 32;
+        QTest::newRow("hidden in front")
+            << QList{here, further} << "ha" << false << level << 1000 << 1 << 47;
+        QTest::newRow("clear in front")
+            << QList{here, further} << "ta" << false << level << 1000 << 0 << 32;
         QTest::newRow("only the owner") << QList{here} << "o" << false << level << 1000 << -1 << 0;
         QTest::newRow("through scenery")
             << QList{further} << "a" << true << level << 1000 << 0 << 47;
@@ -161,6 +166,8 @@ private slots:
             avatar->setPos(corners[i]);
             avatar->alive = roles[i] != 'd';
             avatar->setZValue(roles[i] == 'z' ? -1 : 0);
+            avatar->setVisible(roles[i] != 'h');
+            avatar->setOpacity(roles[i] == 't' ? 0 : 1);
             if (roles[i] == 'o')
                 shooter = avatar;
             avatars.append(avatar);
