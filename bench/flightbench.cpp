@@ -17,7 +17,6 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
-#include <QGraphicsScene>
 #include <QHash>
 #include <QLoggingCategory>
 #include <QProcess>
@@ -215,8 +214,8 @@ public:
         return runUntil([&window] { return window.client && window.client->isConnected(); }, 5000);
     }
 
-    // Places the user's avatar and the others, every one a shotgun in hand when
-    // `armed`, the user's own only when it is to fire.
+    // Places the user's avatar and the others, each of them with a shotgun in hand;
+    // the user's own gets one only when it fires too.
     void populate(const Load &load)
     {
         send("0x" + QByteArray::number(ownId) + ";0;0");
