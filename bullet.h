@@ -33,6 +33,8 @@ public:
     QElapsedTimer age;
 
 private:
+    Player *firstTouched();
+    Player *firstInSceneOrder() const;
     void finish();
 };
 

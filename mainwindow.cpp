@@ -159,6 +159,8 @@ void MainWindow::on_connect_clicked()
     view->setScene(scene);
     view->setGeometry(rect());
     view->setBackgroundBrush(QBrush(QPixmap(":/resources/background.png")));
+    // The picture is opaque and covers every pixel: no plain fill beneath it first.
+    view->viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     view->show();
     view->centerOn(QPointF(0, 0));
 

@@ -66,6 +66,12 @@ void driftEffect(QGraphicsObject *effect, double dy, double endY)
     timer->start(30);
 }
 
+QList<Player *> &roster()
+{
+    static QList<Player *> players;
+    return players;
+}
+
 QPointF scatter(QPointF centre)
 {
     auto *random = QRandomGenerator::global();
@@ -80,11 +86,45 @@ Player::Player(QGraphicsScene *scene, QPointF pos, QGraphicsItem *parent)
     : QGraphicsPixmapItem(parent)
     , scene(scene)
 {
-    setPixmap(QPixmap(":/resources/player.png"));
-    setTransformOriginPoint(pixmap().width() / 2, pixmap().height() / 2);
+    setFlag(ItemSendsGeometryChanges);
+    showPicture(":/resources/player.png");
     setPos(pos);
     moveTimer = new QTimer(this);
     connect(moveTimer, &QTimer::timeout, this, &Player::moveStep);
+    roster().append(this);
+}
+
+Player::~Player()
+{
+    roster().removeOne(this);
+}
+
+const QList<Player *> &Player::all()
+{
+    return roster();
+}
+
+void Player::showPicture(const QString &path)
+{
+    setPixmap(QPixmap(path));
+    setTransformOriginPoint(pixmap().width() / 2, pixmap().height() / 2);
+    box = sceneBoundingRect();
+}
+
+QVariant Player::itemChange(GraphicsItemChange change, const QVariant &value)
+{
+    switch (change) {
+    case ItemPositionHasChanged:
+    case ItemTransformHasChanged:
+    case ItemRotationHasChanged:
+    case ItemScaleHasChanged:
+    case ItemTransformOriginPointHasChanged:
+        box = sceneBoundingRect();
+        break;
+    default:
+        break;
+    }
+    return QGraphicsPixmapItem::itemChange(change, value);
 }
 
 QPointF Player::centre() const
@@ -173,8 +213,7 @@ void Player::death()
     QGraphicsObject *animation = addEffect(scene, look, centre() - QPointF(100, 100));
     hide();
     if (isLocal) {
-        setPixmap(QPixmap(":/resources/dead_player.png"));
-        setTransformOriginPoint(pixmap().width() / 2, pixmap().height() / 2);
+        showPicture(":/resources/dead_player.png");
         show();
     }
 

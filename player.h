@@ -20,6 +20,11 @@ class Player : public QObject, public QGraphicsPixmapItem
 
 public:
     Player(QGraphicsScene *scene, QPointF pos, QGraphicsItem *parent = nullptr);
+    ~Player() override;
+
+    // Every avatar that exists, on any scene: what a bullet may hit, without
+    // asking a scene full of pellets, drops and scenery.
+    static const QList<Player *> &all();
 
     void moveTo(QPointF target);
     void takeDamage(int damage);
@@ -32,6 +37,11 @@ public:
 
     // Centre of the picture in scene coordinates, halves by whole-number division.
     QPointF centre() const;
+
+    // The picture's rectangle on the scene, kept up to date as the avatar moves and
+    // turns: bullets compare it with their own hundreds of times a second. Avatars
+    // stand on the scene directly, so their own position is their scene position.
+    QRectF sceneBox() const { return box; }
 
     bool isLocal = false;
     bool alive = true;
@@ -52,11 +62,17 @@ signals:
 public slots:
     void moveStep();
 
+protected:
+    QVariant itemChange(GraphicsItemChange change, const QVariant &value) override;
+
 private:
+    void showPicture(const QString &path);
     void reportLoss();
     void deathStep();
     void addDrop(QPointF centre);
     void addFlame(QPointF centre);
+
+    QRectF box;
 };
 
 #endif // PLAYER_H

@@ -5,15 +5,23 @@
 #include "gun.h"
 #include "player.h"
 
+#include <QElapsedTimer>
 #include <QGraphicsPixmapItem>
+#include <QGraphicsScene>
 #include <QGraphicsView>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPointer>
+#include <QScreen>
+#include <QTimer>
 #include <utility>
 
 // The arena as the user sees it, and the only place where arena input is read.
 // A click or key only asks the server; the echo does the rest.
+//
+// Hundreds of small items move every few milliseconds in the arena. Rather than
+// repaint after each move, the view gathers what the scene reports changed and
+// repaints it at most once a screen refresh.
 class View : public QGraphicsView
 {
     Q_OBJECT
@@ -27,11 +35,26 @@ public:
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         setFrameStyle(0);
         setFocusPolicy(Qt::StrongFocus);
+        setViewportUpdateMode(NoViewportUpdate);
+        frame.setSingleShot(true);
+        frame.setTimerType(Qt::PreciseTimer);
+        connect(&frame, &QTimer::timeout, this, &View::paintChanges);
+        sinceFrame.start();
+        if (client) {
+            setScene(client->scene);
+            connect(client->scene, &QGraphicsScene::changed, this, &View::gatherChanges);
+        }
     }
 
     QPointer<Client> client; // the Client deletes itself on leaving
 
 protected:
+    void scrollContentsBy(int dx, int dy) override
+    {
+        QGraphicsView::scrollContentsBy(dx, dy);
+        gather(viewport()->rect());
+    }
+
     void mousePressEvent(QMouseEvent *event) override
     {
         const Qt::MouseButton button = event->button();
@@ -60,6 +83,46 @@ protected:
     }
 
 private:
+    // Past this many pieces, one rectangle around them is cheaper than their union.
+    static constexpr int maxPieces = 50;
+
+    void gatherChanges(const QList<QRectF> &sceneRects)
+    {
+        const QTransform toViewport = viewportTransform();
+        for (const QRectF &rect : sceneRects)
+            // Two pixels more on each side, for antialiased edges.
+            gather(toViewport.mapRect(rect).toAlignedRect().adjusted(-2, -2, 2, 2));
+    }
+
+    void gather(const QRect &area)
+    {
+        if (!area.intersects(viewport()->rect()))
+            return;
+        bounds |= area;
+        if (pieces.size() <= maxPieces)
+            pieces.append(area);
+        if (frame.isActive())
+            return;
+        const double screenRate = screen() ? screen()->refreshRate() : 0.0;
+        const int frameMs = int(1000 / (screenRate > 0 ? screenRate : 60.0));
+        frame.start(std::max(0, frameMs - int(sinceFrame.elapsed())));
+    }
+
+    void paintChanges()
+    {
+        if (pieces.size() > maxPieces) {
+            viewport()->update(bounds);
+        } else {
+            QRegion region;
+            for (const QRect &piece : std::as_const(pieces))
+                region += piece;
+            viewport()->update(region);
+        }
+        pieces.clear();
+        bounds = QRect();
+        sinceFrame.restart();
+    }
+
     void leaveArena()
     {
         delete std::exchange(client->groundWeapon, nullptr);
@@ -68,6 +131,11 @@ private:
         client->deleteLater();
         close();
     }
+
+    QTimer frame;
+    QElapsedTimer sinceFrame;
+    QList<QRect> pieces; // cleared, not freed: no allocation from frame to frame
+    QRect bounds;
 };
 
 #endif // VIEW_H

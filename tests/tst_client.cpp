@@ -7,12 +7,29 @@
 #include <QApplication>
 #include <QGraphicsScene>
 #include <QGraphicsTextItem>
+#include <QPaintEvent>
 #include <QSignalSpy>
 #include <QTimer>
 
 #include <cmath>
 #include <limits>
 #include <memory>
+
+// Gathers what the widget it watches paints.
+class PaintedArea : public QObject
+{
+public:
+    explicit PaintedArea(QWidget *widget) { widget->installEventFilter(this); }
+    QRegion region;
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint)
+            region += static_cast<QPaintEvent *>(event)->region();
+        return false;
+    }
+};
 
 // One client against a recording server: the lines it reads, the lines it writes,
 // and what each line from the server does to its world.
@@ -378,6 +395,39 @@ private slots:
         QCOMPARE(client->localPlayer, own); // the dead figure stays
         QVERIFY(own->isVisible());
         QCOMPARE(own->pixmap().toImage(), QPixmap(":/resources/dead_player.png").toImage());
+    }
+
+    // The view repaints on a frame clock of its own: what moved, and all of it after a scroll.
+    void viewPaintsWhatChanges_data()
+    {
+        QTest::addColumn<bool>("scroll");
+        QTest::newRow("an avatar moves") << false;
+        QTest::newRow("the view scrolls") << true;
+    }
+
+    void viewPaintsWhatChanges()
+    {
+        QFETCH(bool, scroll);
+        spawnAs(1, 2);
+        View view(client.get());
+        view.setSceneRect(-2000, -2000, 4000, 4000);
+        view.resize(400, 300);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        PaintedArea painted(view.viewport());
+        Player *other = client->players.value(2);
+        view.centerOn(other);
+        const QRegion everything(view.viewport()->rect());
+        QTRY_VERIFY((everything - painted.region).isEmpty());
+
+        painted.region = QRegion();
+        if (scroll)
+            view.centerOn(other->pos() + QPointF(150, 0));
+        else
+            other->setPos(other->pos() + QPointF(30, 0));
+        const QRegion changed =
+            scroll ? everything : view.mapFromScene(other->sceneBoundingRect()).boundingRect();
+        QTRY_VERIFY((changed - painted.region).isEmpty());
     }
 
     void clearedSceneEndsEveryEffect()

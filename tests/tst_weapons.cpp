@@ -6,6 +6,7 @@
 #include <QGraphicsScene>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 #include <cmath>
 #include <set>
@@ -95,6 +96,121 @@ private slots:
         bullet->flightStep();
         QTEST(QPoint(upper->hp, owner->hp), "hp");
         QCOMPARE(bullet->QGraphicsItem::scene() == nullptr, upper->hp + owner->hp < 200);
+    }
+
+    // Flights through avatars given by their corners and roles, stacked in the order
+    // given: a alive, d dead, o the bullet's owner, z alive but put below the others,
+    // m alive and moved to its corner from afar after it was made, h alive but hidden,
+    // t alive and fully transparent.
+    // Every flight goes along +x at 4 units a tick (2 when short-lived), and the hit,
+    // the avatar hit and its tick must be what the scene's plain shape query finds.
+    void flightMatchesShapeQuery_data()
+    {
+        QTest::addColumn<QList<QPointF>>("corners");
+        QTest::addColumn<QString>("roles");
+        QTest::addColumn<bool>("scenery"); // a tree across the path, before the avatars
+        QTest::addColumn<QPointF>("start");
+        QTest::addColumn<int>("lifetime");
+        QTest::addColumn<int>("hit"); // index into corners, -1 for none
+        QTest::addColumn<int>("tick");
+        const QPointF here(100, 0);
+        const QPointF further(160, 0);
+        const QPointF level(0, 45);
+        QTest::newRow("one") << QList{here} << "a" << false << level << 1000 << 0 << 32;
+        QTest::newRow("two overlapping")
+            << QList{here, here} << "aa" << false << level << 1000 << 1 << 32;
+        QTest::newRow("two, upper below by z")
+            << QList{here, here} << "az" << false << level << 1000 << 0 << 32;
+        QTest::newRow("three, upper dead")
+            << QList{here, here, here} << "aad" << false << level << 1000 << 1 << 32;
+        QTest::newRow("dead in front")
+            << QList{here, further} << "da" << false << level << 1000 << 1 << 47;
+        QTest::newRow("owner in front")
+            << QList{here, further} << "oa" << false << level << 1000 << 1 << 47;
+        QTest::newRow("owner above another")
+            << QList{here, here} << "ao" << false << level << 1000 << 0 << 32;
+        QTest::newRow("moved onto the path")
+            << QList{here} << "m" << false << level << 1000 << 0 << 32;
+        QTest::newRow("hidden in front")
+            << QList{here, further} << "ha" << false << level << 1000 << 1 << 47;
+        QTest::newRow("clear in front")
+            << QList{here, further} << "ta" << false << level << 1000 << 0 << 32;
+        QTest::newRow("only the owner") << QList{here} << "o" << false << level << 1000 << -1 << 0;
+        QTest::newRow("through scenery")
+            << QList{further} << "a" << true << level << 1000 << 0 << 47;
+        QTest::newRow("transparent corner")
+            << QList{here} << "a" << false << QPointF(0, 2) << 1000 << -1 << 0;
+        QTest::newRow("reached on the last tick")
+            << QList{here} << "a" << false << QPointF(141, 45) << 0 << 0 << 1;
+        QTest::newRow("short of it on the last tick")
+            << QList{here} << "a" << false << level << 0 << -1 << 0;
+    }
+
+    void flightMatchesShapeQuery()
+    {
+        QFETCH(QList<QPointF>, corners);
+        QFETCH(QString, roles);
+        QFETCH(QPointF, start);
+        QFETCH(int, lifetime);
+        QFETCH(bool, scenery);
+        if (scenery) {
+            auto *tree = scene->addPixmap(QPixmap(":/resources/tree1.png"));
+            tree->setPos(60, -50);
+            tree->setScale(2.5);
+        }
+        QList<Player *> avatars;
+        Player *shooter = nullptr;
+        for (int i = 0; i < corners.size(); ++i) {
+            auto *avatar = new Player(scene, roles[i] == 'm' ? QPointF(-500, -500) : corners[i]);
+            scene->addItem(avatar);
+            avatar->setPos(corners[i]);
+            avatar->alive = roles[i] != 'd';
+            avatar->setZValue(roles[i] == 'z' ? -1 : 0);
+            avatar->setVisible(roles[i] != 'h');
+            avatar->setOpacity(roles[i] == 't' ? 0 : 1);
+            if (roles[i] == 'o')
+                shooter = avatar;
+            avatars.append(avatar);
+        }
+        // A lifetime of 0 ends the flight after its first tick; the others outlast the test.
+        const int ticks = lifetime == 0 ? 1 : 100;
+
+        // The plain query, on a bullet that the test moves itself.
+        Bullet probe(scene, start, 0, shooter, lifetime, 5);
+        probe.flightTimer->stop();
+        scene->addItem(&probe);
+        int queryHit = -1;
+        int queryTick = 0;
+        for (int tick = 1; tick <= ticks && queryHit < 0; ++tick) {
+            probe.setPos(start + tick * QPointF(probe.velocityX, probe.velocityY));
+            for (QGraphicsItem *item : probe.collidingItems(Qt::IntersectsItemShape)) {
+                auto *player = dynamic_cast<Player *>(item);
+                if (player && player != shooter && player->alive) {
+                    queryHit = avatars.indexOf(player);
+                    queryTick = tick;
+                    break;
+                }
+            }
+        }
+        scene->removeItem(&probe);
+
+        auto *bullet = new Bullet(scene, start, 0, shooter, lifetime, 5);
+        bullet->flightTimer->stop();
+        scene->addItem(bullet);
+        int flightHit = -1;
+        int flightTick = 0;
+        for (int tick = 1; tick <= ticks && bullet->QGraphicsItem::scene(); ++tick) {
+            bullet->flightStep();
+            for (int i = 0; i < avatars.size() && flightHit < 0; ++i)
+                if (avatars[i]->hp < 100) {
+                    flightHit = i;
+                    flightTick = tick;
+                }
+        }
+        QCOMPARE(!bullet->QGraphicsItem::scene(), flightHit >= 0 || lifetime == 0);
+        QCOMPARE(QPoint(flightHit, flightTick), QPoint(queryHit, queryTick));
+        QTEST(flightHit, "hit");
+        QTEST(flightTick, "tick");
     }
 
     void aimTurnsEvenInCooldown_data()
