@@ -3,6 +3,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QSocketNotifier>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -60,14 +61,16 @@ struct Options
     RelayLimits limits;
 };
 
-std::optional<int> count(const QCommandLineParser &parser, const QString &name, int least)
+std::optional<int> count(const QCommandLineParser &parser, const QString &name, int least,
+                         int most = INT_MAX)
 {
     bool ok = false;
     const int value = parser.value(name).toInt(&ok);
-    if (!ok || value < least) {
-        fail(QString("invalid --%1 %2: expected a whole number of at least %3")
+    if (!ok || value < least || value > most) {
+        fail(QString("invalid --%1 %2: expected a whole number from %3 to %4")
                  .arg(name, parser.value(name))
-                 .arg(least));
+                 .arg(least)
+                 .arg(most));
         return std::nullopt;
     }
     return value;
@@ -81,13 +84,13 @@ std::optional<Options> parse(const QCommandLineParser &parser)
         options.address = QHostAddress::Any;
     else if (!options.address.setAddress(listen))
         return fail("invalid address " + listen), std::nullopt;
-    const std::optional<int> port = count(parser, "port", 0);
+    const std::optional<int> port = count(parser, "port", 0, 65535);
     const std::optional<int> players = count(parser, "max-players", 1);
     const std::optional<int> perAddress = count(parser, "max-per-address", 0);
     const std::optional<int> rate = count(parser, "line-rate", 0);
     const std::optional<int> burst = count(parser, "line-burst", 1);
     const std::optional<int> timeout = count(parser, "line-timeout", 1);
-    if (!port || *port > 65535 || !players || !perAddress || !rate || !burst || !timeout)
+    if (!port || !players || !perAddress || !rate || !burst || !timeout)
         return std::nullopt;
     options.port = quint16(*port);
     options.limits.maxPlayers = *players;

@@ -30,6 +30,8 @@ public:
     void shutDown(const QString &reason);
     // The next life gets the id after this one.
     void startIdsAfter(int id) { arena.startIdsAfter(id); }
+    // Ends what has timed out and sums up what was dropped; a timer calls it regularly.
+    void sweep();
 
 private:
     void accept();
@@ -37,7 +39,6 @@ private:
     void acceptFailed(QAbstractSocket::SocketError error);
     void resumeAccepting();
     void remove(Session *session, const QString &reason);
-    void sweep();
 
     RelayLimits limits;
     Arena arena;
