@@ -10,6 +10,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -432,6 +433,8 @@ bool parse(int argc, char *argv[], Options &o)
 
 int main(int argc, char *argv[])
 {
+    // A relay that cuts a client must not end the whole generator.
+    std::signal(SIGPIPE, SIG_IGN);
     Options options;
     if (!parse(argc, argv, options)) {
         std::fprintf(stderr, "usage: vorlen-loadgen [--host A] [--port N] [--clients N] "

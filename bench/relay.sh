@@ -21,7 +21,8 @@ LOADGEN=${LOADGEN:-build-release/vorlen-loadgen}
 [ -x "$LOADGEN" ] || cmake --build build-release --target vorlen-loadgen >/dev/null
 port=7300
 log=$(mktemp)
-trap 'rm -f "$log"' EXIT
+relay=
+trap 'rm -f "$log"; [ -z "$relay" ] || kill "$relay" 2>/dev/null || true' EXIT
 
 # A relay without the limit options (an older build) gets only the port and address.
 if "$RELAY" --help | grep -q -- --max-players; then limits=1; else limits=0; fi
@@ -38,7 +39,7 @@ relay_options() {
 start_relay() {
     # shellcheck disable=SC2046
     ${RELAY_WRAPPER:-} "$RELAY" --port "$port" $(relay_options "$@") \
-        2>"$log" &
+        >/dev/null 2>"$log" &
     relay=$!
     for _ in $(seq 50); do grep -q "listening on" "$log" && return; sleep 0.1; done
     echo "relay did not start: $(cat "$log")" >&2
@@ -47,18 +48,21 @@ start_relay() {
 cpu_ticks() { awk '{print $14 + $15}' "/proc/$relay/stat"; }
 stop_relay() {
     peak=$(awk '/VmHWM/ {printf "%.1f", $2 / 1024}' "/proc/$relay/status")
+    logged=$(($(wc -c <"$log") / 1024))
     kill -TERM "$relay" 2>/dev/null || true
     wait "$relay" 2>/dev/null || true
+    relay=
 }
 field() { grep -o "$1=[^ ]*" <<<"$2" | head -1 | cut -d= -f2; }
 
-printf '%-34s %12s %8s %8s %8s %9s %5s %8s %6s\n' case delivered/s lost p50_ms p99_ms max_ms cut rss_MB cpu_%
+printf '%-34s %12s %8s %8s %8s %9s %5s %8s %6s %7s\n' case delivered/s lost p50_ms p99_ms max_ms \
+    cut rss_MB cpu_% log_kB
 row() {
     local name=$1 out=$2 ticks=$3 seconds=$4
-    printf '%-34s %12s %8s %8s %8s %9s %5s %8s %6s\n' "$name" "$(field delivered_per_s "$out")" \
+    printf '%-34s %12s %8s %8s %8s %9s %5s %8s %6s %7s\n' "$name" "$(field delivered_per_s "$out")" \
         "$(field lost "$out")" "$(field p50 "$out")" "$(field p99 "$out")" "$(field max "$out")" \
         "$(field members_cut "$out")" "$peak" "$(awk -v t="$ticks" -v s="$seconds" \
-        'BEGIN {printf "%.0f", t / s}')"
+        'BEGIN {printf "%.0f", t / s}')" "$logged"
 }
 # name, relay options (pairs), "--", load generator options
 run_case() {
@@ -86,6 +90,8 @@ run_case "200 clients x 10 lines/s" --max-players 256 --max-per-address 0 -- \
 run_case "flood by 1, 8 players at 10/s" -- --clients 8 --rate 10 --flooders 1 --seconds 10
 run_case "flood by 3, unlimited, 8 at 10/s" "${open[@]}" -- \
     --clients 8 --rate 10 --flooders 3 --seconds 10
+run_case "3000 connections, 32 players" --max-per-address 0 -- \
+    --clients 32 --rate 10 --idle 3000 --seconds 5
 run_case "hostile peer, 8 players at 5/s" -- --clients 8 --rate 5 --hostile --seconds 20
 
 # At the descriptor limit: a few players are served while connections wait outside.

@@ -32,6 +32,10 @@ bool Arena::join(Link *link, const QString &address, const QString &peer, qint64
         ++refusedFull;
         return false;
     }
+    if (barredUntil.value(address, -1) > now) {
+        ++refusedBarred;
+        return false;
+    }
     int &fromAddress = perAddress[address];
     if (limits.maxPerAddress > 0 && fromAddress >= limits.maxPerAddress) {
         ++refusedAddress;
@@ -75,7 +79,7 @@ bool Arena::take(Link *link, Member &member, QByteArrayView text, qint64 now)
     if (text.isEmpty())
         return true;
     if (const Pace::Verdict verdict = member.pace.admitLine(now); verdict != Pace::Pass)
-        return refuse(link, member, verdict, OverRate);
+        return refuse(link, member, verdict, OverRate, now);
     const std::optional<Line> line = text.size() > maxLineLength ? std::nullopt : Line::parse(text);
     if (!line)
         ++member.dropped[text.size() > maxLineLength ? TooLong : Unparsable];
@@ -85,7 +89,7 @@ bool Arena::take(Link *link, Member &member, QByteArrayView text, qint64 now)
         ++member.dropped[NoAvatar];
     else if (const Pace::Verdict verdict = member.pace.admit(line->type, now);
              verdict != Pace::Pass)
-        return refuse(link, member, verdict, OverTypeRate);
+        return refuse(link, member, verdict, OverTypeRate, now);
     else if (line->type == Line::Respawn)
         respawn(link, member);
     else
@@ -93,11 +97,12 @@ bool Arena::take(Link *link, Member &member, QByteArrayView text, qint64 now)
     return true;
 }
 
-bool Arena::refuse(Link *link, Member &member, Pace::Verdict verdict, Drop kind)
+bool Arena::refuse(Link *link, Member &member, Pace::Verdict verdict, Drop kind, qint64 now)
 {
     ++member.dropped[kind];
     if (verdict == Pace::Drop)
         return true;
+    barredUntil.insert(member.address, now + limits.floodBarMs);
     cut(link, QString("kept sending lines %1").arg(describe(kind)));
     return false;
 }
@@ -182,6 +187,7 @@ void Arena::tick(qint64 now)
             stuck << it.key();
     }
     reportRefusals();
+    barredUntil.removeIf([now](const auto &entry) { return entry.value() <= now; });
     for (Link *link : stuck)
         cut(link, QString("left a line unfinished for %1 s").arg(limits.lineTimeoutMs / 1000.0));
 }
@@ -236,5 +242,8 @@ void Arena::reportRefusals()
     if (refusedAddress > 0)
         qWarning().noquote() << "refused" << refusedAddress << "connections: already"
                              << limits.maxPerAddress << "players from their address";
-    refusedFull = refusedAddress = 0;
+    if (refusedBarred > 0)
+        qWarning().noquote() << "refused" << refusedBarred
+                             << "connections: their address flooded us moments ago";
+    refusedFull = refusedAddress = refusedBarred = 0;
 }

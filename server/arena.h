@@ -61,7 +61,7 @@ private:
     };
 
     bool take(Link *link, Member &member, QByteArrayView text, qint64 now);
-    bool refuse(Link *link, Member &member, Pace::Verdict verdict, Drop kind);
+    bool refuse(Link *link, Member &member, Pace::Verdict verdict, Drop kind, qint64 now);
     void startLife(Link *link, Member &member);
     void introduceOthers(Link *newcomer);
     void respawn(Link *link, Member &member);
@@ -75,10 +75,12 @@ private:
     RelayLimits limits;
     QHash<Link *, Member> members;
     QHash<QString, int> perAddress;
+    QHash<QString, qint64> barredUntil;
     QSet<int> idsInUse;
     int lastId = 0;
     int refusedFull = 0;
     int refusedAddress = 0;
+    int refusedBarred = 0;
 };
 
 #endif // ARENA_H

@@ -21,7 +21,8 @@ Defaults are chosen for a public server:
   40 lines a second with bursts of 80, several times what a fight needs (a click or
   two a second, a position every 4 s, a damage line per hit taken), and each kind of
   line at the game's own pace (a weapon fires at most twice a second, a weapon is
-  taken by a key press, a respawn follows a death);
+  taken by a key press, a respawn follows a death); a client far over them is cut
+  and its address refused for 10 s;
   10 s for a line to arrive whole, where a real client needs milliseconds.
 A client that stops reading is cut once the system refuses its data for 10 s; a peer
 that vanishes is noticed by TCP keep-alive within about 30 s.)";

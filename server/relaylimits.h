@@ -17,6 +17,9 @@ struct RelayLimits
     // 0 turns every rate limit off.
     double lineRate = 40;
     double lineBurst = 80;
+    // An address whose client was cut for flooding is refused this long, so that
+    // reconnecting at once does not turn the flood into one of connections.
+    qint64 floodBarMs = 10000;
     // A line of a real client arrives whole within milliseconds.
     qint64 lineTimeoutMs = 10000;
     // Output that the kernel refuses for this long means a client that stopped reading.

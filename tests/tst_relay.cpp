@@ -393,6 +393,9 @@ private slots:
         if (relayed < 0) {
             QTRY_VERIFY(!sender.isConnected());
             QCOMPARE(loggedWith("disconnected: kept sending lines over the line rate").size(), 1);
+            // Coming straight back would make a flood of connections of it.
+            QVERIFY(!join().isConnected());
+            QVERIFY(join(QHostAddress("127.0.0.2")).id > 0);
             return;
         }
         // The summary counts every line once all have been read.
