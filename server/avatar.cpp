@@ -11,7 +11,7 @@ const QPointF spawnCorner(100, 100);
 const QPointF halfSize(50, 50);
 
 // The integer part of a value, which is what clients act on.
-double wholePart(const QByteArray &value)
+double wholePart(QByteArrayView value)
 {
     return std::trunc(value.toDouble());
 }
@@ -63,9 +63,9 @@ void Avatar::setUp(const Line &line)
 {
     const double stat = wholePart(line.a);
     if (stat == 1)
-        speed = line.b;
+        speed = line.b.toByteArray();
     else if (stat == 2)
-        damage = line.b;
+        damage = line.b.toByteArray();
 }
 
 void Avatar::holdWeapon(const Line &line)

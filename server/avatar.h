@@ -19,7 +19,8 @@ public:
 
     // Takes note of a line this player had relayed to everybody.
     void follow(const Line &line);
-    // The lines that make this avatar appear on a client that has not seen it yet.
+    // The lines that make this avatar appear on a client that has not seen it yet,
+    // each with its line feed.
     QList<QByteArray> introduction() const;
 
 private:

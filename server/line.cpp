@@ -1,7 +1,7 @@
 #include "line.h"
 
-#include <QList>
 #include <cmath>
+#include <cstdio>
 
 namespace {
 
@@ -14,14 +14,14 @@ std::optional<Line::Type> typeOf(char letter)
     return std::nullopt;
 }
 
-bool isInteger(const QByteArray &field)
+bool isInteger(QByteArrayView field)
 {
     bool ok = false;
-    field.toInt(&ok);
+    (void)field.toInt(&ok);
     return ok;
 }
 
-bool isFiniteNumber(const QByteArray &field)
+bool isFiniteNumber(QByteArrayView field)
 {
     bool ok = false;
     const double value = field.toDouble(&ok);
@@ -30,21 +30,31 @@ bool isFiniteNumber(const QByteArray &field)
 
 } // namespace
 
-std::optional<Line> Line::parse(const QByteArray &text)
+std::optional<Line> Line::parse(QByteArrayView text)
 {
     if (text.indexOf('x') != 1)
         return std::nullopt;
     const std::optional<Type> type = typeOf(text.at(0));
-    const QList<QByteArray> fields = text.mid(2).split(';');
-    if (!type || fields.size() != 3 || !isInteger(fields[0]) || !isFiniteNumber(fields[1]) ||
-        !isFiniteNumber(fields[2]))
+    const QByteArrayView fields = text.sliced(2);
+    const qsizetype first = fields.indexOf(';');
+    const qsizetype second = fields.indexOf(';', first + 1);
+    if (!type || first < 0 || second < 0 || fields.indexOf(';', second + 1) >= 0)
+        return std::nullopt;
+    const QByteArrayView a = fields.sliced(first + 1, second - first - 1);
+    const QByteArrayView b = fields.sliced(second + 1);
+    if (!isInteger(fields.first(first)) || !isFiniteNumber(a) || !isFiniteNumber(b))
         return std::nullopt;
     // toDouble accepts surrounding blanks; nobody downstream needs them.
-    return Line{*type, fields[1].trimmed(), fields[2].trimmed()};
+    return Line{*type, a.trimmed(), b.trimmed()};
 }
 
 QByteArray Line::withId(int id) const
 {
-    const char letter = type == Respawn ? 'r' : char('0' + type);
-    return QByteArray(1, letter) + 'x' + QByteArray::number(id) + ';' + a + ';' + b;
+    char number[16];
+    const int numberLength = std::snprintf(number, sizeof number, "%d", id);
+    QByteArray line;
+    line.reserve(4 + numberLength + a.size() + b.size() + 1);
+    line.append(type == Respawn ? 'r' : char('0' + type)).append('x');
+    line.append(number, numberLength).append(';').append(a).append(';').append(b).append('\n');
+    return line;
 }

@@ -2,10 +2,12 @@
 #define LINE_H
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <optional>
 
 // One line of the game protocol, `<type>x<id>;<a>;<b>`. The id a client writes is
-// never trusted, so it is not kept; the values are kept as the text that was sent.
+// never trusted, so it is not kept; the values are kept as the text that was sent,
+// viewed where it lies, so they live no longer than that text.
 struct Line
 {
     enum Type
@@ -24,13 +26,14 @@ struct Line
     };
 
     // None for anything but one type character, "x", an integer id and two finite numbers.
-    static std::optional<Line> parse(const QByteArray &text);
+    static std::optional<Line> parse(QByteArrayView text);
 
+    // The whole line under this id, with its line feed.
     QByteArray withId(int id) const;
 
     Type type;
-    QByteArray a;
-    QByteArray b;
+    QByteArrayView a;
+    QByteArrayView b;
 };
 
 #endif // LINE_H

@@ -3,22 +3,41 @@
 
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <algorithm>
+#include <QTimer>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
-bool clientMaySend(Line::Type type)
+// Whether one more descriptor can be opened now. Out of descriptors, accept fails
+// but the listening socket stays readable, so accepting blindly would only spin.
+bool descriptorAvailable(qintptr spare)
 {
-    return type != Line::Spawn && type != Line::NewPlayer && type != Line::Reserved;
+    const int probe = fcntl(int(spare), F_DUPFD_CLOEXEC, 0);
+    if (probe < 0)
+        return false;
+    ::close(probe);
+    return true;
 }
 
 } // namespace
 
-Relay::Relay(QObject *parent)
+Relay::Relay(const RelayLimits &limits, QObject *parent)
     : QObject(parent)
+    , limits(limits)
+    , arena(limits)
     , server(new QTcpServer(this))
+    , sweepTimer(new QTimer(this))
+    , acceptPause(new QTimer(this))
 {
+    clock.start();
     connect(server, &QTcpServer::newConnection, this, &Relay::accept);
+    connect(server, &QTcpServer::acceptError, this, &Relay::acceptFailed);
+    acceptPause->setSingleShot(true);
+    acceptPause->setInterval(limits.acceptPauseMs);
+    connect(acceptPause, &QTimer::timeout, this, &Relay::resumeAccepting);
+    connect(sweepTimer, &QTimer::timeout, this, &Relay::sweep);
+    sweepTimer->start(limits.sweepIntervalMs);
 }
 
 bool Relay::listen(const QHostAddress &address, quint16 port)
@@ -36,118 +55,78 @@ QString Relay::errorString() const
     return server->errorString();
 }
 
+void Relay::shutDown(const QString &reason)
+{
+    server->close();
+    acceptPause->stop();
+    arena.closeAll(reason);
+}
+
 void Relay::accept()
 {
     while (QTcpSocket *socket = server->nextPendingConnection()) {
-        auto *session = new Session(socket, this);
-        connect(session, &Session::lineReceived, this,
-                [this, session](const QByteArray &line) { handle(session, line); });
-        connect(session, &Session::longLineDropped, this, [this, session](qsizetype length) {
-            qWarning() << "player" << avatars.value(session).id() << "dropped a line of" << length
-                       << "bytes";
+        if (outOfDescriptors) {
+            outOfDescriptors = false;
+            qInfo() << "accepting connections again";
+        }
+        auto *session = new Session(socket, limits.maxBacklog, this);
+        sessions.insert(session);
+        connect(session, &Session::received, this, [this, session](QByteArrayView bytes) {
+            arena.receive(session, bytes, clock.elapsed());
         });
-        connect(session, &Session::unfinishedLineOverflowed, this, [this, session] {
-            qWarning() << "player" << avatars.value(session).id()
-                       << "sent an endless line, disconnecting";
-        });
-        connect(session, &Session::backlogOverflowed, this, [this, session](qint64 bytes) {
-            qWarning() << "player" << avatars.value(session).id() << "left" << bytes
-                       << "bytes unread, disconnecting";
-        });
-        // Queued, so that a session never leaves while lines are being passed around.
-        connect(
-            session, &Session::closed, this, [this, session] { remove(session); },
-            Qt::QueuedConnection);
-        startLife(session);
-        qInfo().noquote() << "player" << avatars.value(session).id() << "connected from"
-                          << session->peer();
-        introduceOthers(session);
+        connect(session, &Session::closed, this,
+                [this, session](const QString &reason) { remove(session, reason); });
+        if (!arena.join(session, session->address(), session->peer(), clock.elapsed()))
+            session->close();
     }
+    if (!descriptorAvailable(server->socketDescriptor()))
+        pauseAccepting();
 }
 
-void Relay::startLife(Session *session)
+void Relay::pauseAccepting()
 {
-    const Avatar avatar(++lastId);
-    avatars.insert(session, avatar);
-    session->send(Line{Line::Spawn, "0", "0"}.withId(avatar.id()));
-    for (const QByteArray &line : avatar.introduction())
-        broadcast(line, session);
+    if (!outOfDescriptors) {
+        outOfDescriptors = true;
+        qWarning().noquote() << "out of file descriptors with" << sessions.size()
+                             << "connections; accepting again once one closes";
+    }
+    server->pauseAccepting();
+    acceptPause->start();
 }
 
-void Relay::introduceOthers(Session *newcomer)
+void Relay::acceptFailed(QAbstractSocket::SocketError error)
 {
-    QList<Avatar> others;
-    for (auto it = avatars.cbegin(); it != avatars.cend(); ++it) {
-        if (it.key() != newcomer && it->isAlive())
-            others << *it;
-    }
-    std::sort(others.begin(), others.end(),
-              [](const Avatar &a, const Avatar &b) { return a.id() < b.id(); });
-    for (const Avatar &other : others) {
-        for (const QByteArray &line : other.introduction())
-            newcomer->send(line);
-    }
+    if (error == QAbstractSocket::SocketResourceError)
+        return pauseAccepting();
+    qWarning().noquote() << "cannot accept a connection:" << server->errorString();
+    // The server has paused itself.
+    acceptPause->start();
 }
 
-void Relay::handle(Session *session, const QByteArray &text)
+void Relay::resumeAccepting()
 {
-    const std::optional<Line> line = Line::parse(text);
-    if (!line)
-        drop(session, text, "unparsable");
-    else if (line->type == Line::Respawn)
-        respawn(session);
-    else if (!clientMaySend(line->type))
-        drop(session, text, "server-only type");
-    else if (!avatars.value(session).isAlive())
-        drop(session, text, "no living avatar");
+    if (!server->isListening())
+        return;
+    if (descriptorAvailable(server->socketDescriptor()))
+        server->resumeAccepting();
     else
-        pass(session, *line);
+        acceptPause->start();
 }
 
-void Relay::respawn(Session *session)
+void Relay::remove(Session *session, const QString &reason)
 {
-    // Clients ask only once they are dead and have dropped their own avatar. One that
-    // asks while alive here has dropped it all the same, so that life ends as a death
-    // would end it, and nobody keeps a ghost of it.
-    if (avatars.value(session).isAlive())
-        pass(session, Line{Line::Death, "0", "0"});
-    const int oldId = avatars.value(session).id();
-    // The client kept every other avatar and heard about every change while it was
-    // dead, so it needs no introductions: a second MsgNewPlayer for an id would leave
-    // the old copy behind on its scene.
-    startLife(session);
-    qInfo() << "player" << oldId << "respawned as player" << avatars.value(session).id();
-}
-
-void Relay::pass(Session *session, const Line &line)
-{
-    Avatar &avatar = avatars[session];
-    avatar.follow(line);
-    // Position reports only correct the others' copies; every other line is also how
-    // the sender learns that its own request happened.
-    broadcast(line.withId(avatar.id()), line.type == Line::Position ? session : nullptr);
-}
-
-void Relay::drop(Session *session, const QByteArray &text, const char *reason)
-{
-    qWarning().nospace() << "player " << avatars.value(session).id() << " dropped " << text << " ("
-                         << reason << ')';
-}
-
-void Relay::remove(Session *session)
-{
-    const Avatar avatar = avatars.take(session);
-    qInfo() << "player" << avatar.id() << "disconnected";
-    // There is no message for leaving; without this the avatar would stand on forever.
-    if (avatar.isAlive())
-        broadcast(Line{Line::Death, "0", "0"}.withId(avatar.id()));
+    arena.leave(session, reason);
+    sessions.remove(session);
     session->deleteLater();
+    if (acceptPause->isActive()) {
+        acceptPause->stop();
+        resumeAccepting();
+    }
 }
 
-void Relay::broadcast(const QByteArray &line, const Session *except)
+void Relay::sweep()
 {
-    for (auto it = avatars.cbegin(); it != avatars.cend(); ++it) {
-        if (it.key() != except)
-            it.key()->send(line);
-    }
+    for (Session *session : std::as_const(sessions))
+        session->checkOutput(limits.stallTimeoutMs);
+    arena.tick(clock.elapsed());
 }

@@ -1,43 +1,53 @@
 #ifndef RELAY_H
 #define RELAY_H
 
-#include "avatar.h"
+#include "arena.h"
+#include "relaylimits.h"
 
-#include <QHash>
+#include <QAbstractSocket>
+#include <QElapsedTimer>
 #include <QHostAddress>
 #include <QObject>
+#include <QSet>
 
 class QTcpServer;
+class QTimer;
 class Session;
 
-// The game server: gives every life its id, introduces players to each other and
-// passes each client's lines on to everybody under the sender's own id.
+// The game server on the network: takes connections, feeds what they send to the
+// arena, and keeps accepting whatever the clients or the system run out of.
 class Relay : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit Relay(QObject *parent = nullptr);
+    explicit Relay(const RelayLimits &limits = {}, QObject *parent = nullptr);
 
     bool listen(const QHostAddress &address, quint16 port);
     quint16 port() const;
     QString errorString() const;
+    // Closes every connection, each with this reason, and stops listening.
+    void shutDown(const QString &reason);
+    // The next life gets the id after this one.
+    void startIdsAfter(int id) { arena.startIdsAfter(id); }
+    // Ends what has timed out and sums up what was dropped; a timer calls it regularly.
+    void sweep();
 
 private:
     void accept();
-    void startLife(Session *session);
-    void introduceOthers(Session *newcomer);
-    void handle(Session *session, const QByteArray &text);
-    void respawn(Session *session);
-    void pass(Session *session, const Line &line);
-    void drop(Session *session, const QByteArray &text, const char *reason);
-    void remove(Session *session);
-    void broadcast(const QByteArray &line, const Session *except = nullptr);
+    void pauseAccepting();
+    void acceptFailed(QAbstractSocket::SocketError error);
+    void resumeAccepting();
+    void remove(Session *session, const QString &reason);
 
+    RelayLimits limits;
+    Arena arena;
     QTcpServer *server;
-    // Every connection, with its current life or, once dead, its last one.
-    QHash<Session *, Avatar> avatars;
-    int lastId = 0;
+    QTimer *sweepTimer;
+    QTimer *acceptPause;
+    QElapsedTimer clock;
+    QSet<Session *> sessions;
+    bool outOfDescriptors = false;
 };
 
 #endif // RELAY_H

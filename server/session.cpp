@@ -1,62 +1,110 @@
 #include "session.h"
 
 #include <QTcpSocket>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
-Session::Session(QTcpSocket *socket, QObject *parent)
+namespace {
+
+// A peer that vanished without a word (cable, lid, NAT) is noticed by the kernel:
+// after 10 s of silence it probes every 5 s and gives up after 3 probes, and data that
+// stays unacknowledged for 30 s ends the connection as well.
+void noticeVanishedPeer(QTcpSocket *socket)
+{
+    socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+    const int fd = int(socket->socketDescriptor());
+    const int idle = 10, interval = 5, count = 3, userTimeoutMs = 30000;
+    setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+    setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &interval, sizeof interval);
+    setsockopt(fd, IPPROTO_TCP, TCP_KEEPCNT, &count, sizeof count);
+    setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &userTimeoutMs, sizeof userTimeoutMs);
+}
+
+} // namespace
+
+Session::Session(QTcpSocket *socket, qint64 maxBacklog, QObject *parent)
     : QObject(parent)
     , socket(socket)
-    , peerName(socket->peerAddress().toString() + ':' + QString::number(socket->peerPort()))
+    , maxBacklog(maxBacklog)
 {
     socket->setParent(this);
     // Leaves the rest in the kernel, so a flood costs us no more than this.
     socket->setReadBufferSize(16 * 1024);
     // Every line is an action that somebody is waiting to see.
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    noticeVanishedPeer(socket);
     connect(socket, &QTcpSocket::readyRead, this, &Session::readAvailable);
-    connect(socket, &QTcpSocket::disconnected, this, &Session::closed);
+    connect(socket, &QTcpSocket::bytesWritten, this, [this] { sinceProgress.start(); });
+    connect(socket, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
+        if (endReason.isEmpty())
+            endReason = error == QAbstractSocket::RemoteHostClosedError
+                            ? "hung up"
+                            : this->socket->errorString();
+    });
+    // Queued, so that a session never leaves while lines are being passed around.
+    connect(
+        socket, &QTcpSocket::disconnected, this,
+        [this] { emit closed(endReason.isEmpty() ? QString("hung up") : endReason); },
+        Qt::QueuedConnection);
+}
+
+QString Session::address() const
+{
+    // Dual-stack listening shows IPv4 peers as mapped IPv6 addresses.
+    bool isIPv4 = false;
+    const QHostAddress ipv4(socket->peerAddress().toIPv4Address(&isIPv4));
+    return (isIPv4 ? ipv4 : socket->peerAddress()).toString();
+}
+
+QString Session::peer() const
+{
+    return address() + ':' + QString::number(socket->peerPort());
 }
 
 void Session::send(const QByteArray &line)
 {
     if (!isConnected())
         return;
-    socket->write(line + '\n');
-    // A client that stops reading would otherwise make us queue its share of every line.
-    if (socket->bytesToWrite() > maxBacklog) {
-        emit backlogOverflowed(socket->bytesToWrite());
-        socket->abort();
-    }
+    if (socket->bytesToWrite() == 0)
+        sinceProgress.start();
+    socket->write(line);
+    // What one pass of the event loop queued says nothing of the client; what the
+    // kernel will not take says that it does not read.
+    if (socket->bytesToWrite() <= maxBacklog)
+        return;
+    socket->flush();
+    if (socket->bytesToWrite() > maxBacklog)
+        end(QString("left %1 bytes unread").arg(socket->bytesToWrite()));
+}
+
+void Session::close()
+{
+    end("closed by the server");
+}
+
+void Session::checkOutput(qint64 stallTimeoutMs)
+{
+    if (isConnected() && socket->bytesToWrite() > 0 && sinceProgress.elapsed() > stallTimeoutMs)
+        end(QString("read nothing for %1 s").arg(stallTimeoutMs / 1000.0));
 }
 
 void Session::readAvailable()
 {
-    char chunk[1024];
+    char chunk[4096];
     while (isConnected()) {
         const qint64 size = socket->read(chunk, sizeof chunk);
         if (size <= 0)
             return;
-        unfinished.append(chunk, size);
-        takeLines();
-        if (isConnected() && unfinished.size() > maxUnfinishedLength) {
-            emit unfinishedLineOverflowed();
-            socket->abort();
-        }
+        emit received(QByteArrayView(chunk, size));
     }
 }
 
-void Session::takeLines()
+void Session::end(const QString &reason)
 {
-    qsizetype start = 0;
-    for (qsizetype end = unfinished.indexOf('\n'); end >= 0 && isConnected();
-         end = unfinished.indexOf('\n', start)) {
-        const qsizetype length = end - start;
-        if (length > maxLineLength)
-            emit longLineDropped(length);
-        else if (length > 0)
-            emit lineReceived(unfinished.mid(start, length));
-        start = end + 1;
-    }
-    unfinished.remove(0, start);
+    if (endReason.isEmpty())
+        endReason = reason;
+    socket->abort();
 }
 
 bool Session::isConnected() const

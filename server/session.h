@@ -1,44 +1,45 @@
 #ifndef SESSION_H
 #define SESSION_H
 
-#include <QByteArray>
+#include "link.h"
+
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 
 class QTcpSocket;
 
-// One client connection: cuts what arrives into lines and writes lines back, and
-// keeps what a client can make the server hold, either way, within fixed bounds.
-class Session : public QObject
+// One client connection: hands what arrives to whoever listens and writes lines back,
+// and ends the connection when the client stops taking them.
+class Session : public QObject, public Link
 {
     Q_OBJECT
 
 public:
-    static constexpr int maxLineLength = 256;
-    static constexpr int maxUnfinishedLength = 4096;
-    static constexpr qint64 maxBacklog = 1024 * 1024;
-
     // Takes over the socket.
-    Session(QTcpSocket *socket, QObject *parent = nullptr);
+    Session(QTcpSocket *socket, qint64 maxBacklog, QObject *parent = nullptr);
 
-    QString peer() const { return peerName; }
-    void send(const QByteArray &line);
+    QString address() const;
+    QString peer() const;
+    void send(const QByteArray &line) override;
+    void close() override;
+    // Ends the connection if the kernel has taken none of its output for this long.
+    void checkOutput(qint64 stallTimeoutMs);
 
 signals:
-    void lineReceived(const QByteArray &line);
-    void longLineDropped(qsizetype length);
-    void unfinishedLineOverflowed();
-    void backlogOverflowed(qint64 bytes);
-    void closed();
+    void received(QByteArrayView bytes);
+    // Emitted once, from the event loop, never in the middle of a send.
+    void closed(const QString &reason);
 
 private:
     void readAvailable();
-    void takeLines();
+    void end(const QString &reason);
     bool isConnected() const;
 
     QTcpSocket *socket;
-    QString peerName;
-    QByteArray unfinished;
+    qint64 maxBacklog;
+    QElapsedTimer sinceProgress;
+    QString endReason;
 };
 
 #endif // SESSION_H

@@ -1,0 +1,249 @@
+#include "arena.h"
+
+#include <QDebug>
+#include <QStringList>
+#include <algorithm>
+#include <climits>
+
+namespace {
+
+bool clientMaySend(Line::Type type)
+{
+    return type != Line::Spawn && type != Line::NewPlayer && type != Line::Reserved;
+}
+
+const char *describe(int drop)
+{
+    static const char *const names[] = {"over the line rate", "faster than the game allows",
+                                        "too long",           "unparsable",
+                                        "server-only type",   "no living avatar"};
+    return names[drop];
+}
+
+} // namespace
+
+Arena::Arena(const RelayLimits &limits)
+    : limits(limits)
+{}
+
+bool Arena::join(Link *link, const QString &address, const QString &peer, qint64 now)
+{
+    if (members.size() >= limits.maxPlayers) {
+        ++refusedFull;
+        return false;
+    }
+    if (barredUntil.value(address, -1) > now) {
+        ++refusedBarred;
+        return false;
+    }
+    int &fromAddress = perAddress[address];
+    if (limits.maxPerAddress > 0 && fromAddress >= limits.maxPerAddress) {
+        ++refusedAddress;
+        return false;
+    }
+    ++fromAddress;
+    Member &member =
+        members.insert(link, Member{{}, address, peer, Pace(limits, now), {}, 0, {}}).value();
+    startLife(link, member);
+    qInfo().noquote() << "player" << member.avatar.id() << "connected from" << peer;
+    introduceOthers(link);
+    return true;
+}
+
+void Arena::receive(Link *link, QByteArrayView bytes, qint64 now)
+{
+    const auto it = members.find(link);
+    if (it == members.end())
+        return;
+    Member &member = *it;
+    // A line that is still unfinished began in this chunk unless it began earlier.
+    if (member.unfinished.isEmpty() || bytes.contains('\n'))
+        member.unfinishedSince = now;
+    member.unfinished.append(bytes);
+    qsizetype start = 0;
+    for (qsizetype end = member.unfinished.indexOf('\n'); end >= 0;
+         end = member.unfinished.indexOf('\n', start)) {
+        const QByteArrayView text = QByteArrayView(member.unfinished).sliced(start, end - start);
+        if (!take(link, member, text, now))
+            return;
+        start = end + 1;
+    }
+    member.unfinished.remove(0, start);
+    if (member.unfinished.size() > maxUnfinishedLength)
+        cut(link, "sent an endless line");
+}
+
+// False when the line has cost the client its connection.
+bool Arena::take(Link *link, Member &member, QByteArrayView text, qint64 now)
+{
+    if (text.isEmpty())
+        return true;
+    if (const Pace::Verdict verdict = member.pace.admitLine(now); verdict != Pace::Pass)
+        return refuse(link, member, verdict, OverRate, now);
+    const std::optional<Line> line = text.size() > maxLineLength ? std::nullopt : Line::parse(text);
+    if (!line)
+        ++member.dropped[text.size() > maxLineLength ? TooLong : Unparsable];
+    else if (!clientMaySend(line->type))
+        ++member.dropped[ServerOnly];
+    else if (line->type != Line::Respawn && !member.avatar.isAlive())
+        ++member.dropped[NoAvatar];
+    else if (const Pace::Verdict verdict = member.pace.admit(line->type, now);
+             verdict != Pace::Pass)
+        return refuse(link, member, verdict, OverTypeRate, now);
+    else if (line->type == Line::Respawn)
+        respawn(link, member);
+    else
+        pass(link, member, *line);
+    return true;
+}
+
+bool Arena::refuse(Link *link, Member &member, Pace::Verdict verdict, Drop kind, qint64 now)
+{
+    ++member.dropped[kind];
+    if (verdict == Pace::Drop)
+        return true;
+    barredUntil.insert(member.address, now + limits.floodBarMs);
+    cut(link, QString("kept sending lines %1").arg(describe(kind)));
+    return false;
+}
+
+void Arena::startLife(Link *link, Member &member)
+{
+    member.avatar = Avatar(freshId());
+    link->send(Line{Line::Spawn, "0", "0"}.withId(member.avatar.id()));
+    for (const QByteArray &line : member.avatar.introduction())
+        broadcast(line, link);
+}
+
+void Arena::introduceOthers(Link *newcomer)
+{
+    QList<const Avatar *> others;
+    for (auto it = members.cbegin(); it != members.cend(); ++it) {
+        if (it.key() != newcomer && it->avatar.isAlive())
+            others << &it->avatar;
+    }
+    std::sort(others.begin(), others.end(),
+              [](const Avatar *a, const Avatar *b) { return a->id() < b->id(); });
+    for (const Avatar *other : others) {
+        for (const QByteArray &line : other->introduction())
+            newcomer->send(line);
+    }
+}
+
+void Arena::respawn(Link *link, Member &member)
+{
+    // Clients ask only once they are dead and have dropped their own avatar. One that
+    // asks while alive here has dropped it all the same, so that life ends as a death
+    // would end it, and nobody keeps a ghost of it.
+    if (member.avatar.isAlive())
+        pass(link, member, Line{Line::Death, "0", "0"});
+    const int oldId = member.avatar.id();
+    idsInUse.remove(oldId);
+    // The client kept every other avatar and heard about every change while it was
+    // dead, so it needs no introductions: a second MsgNewPlayer for an id would leave
+    // the old copy behind on its scene.
+    startLife(link, member);
+    qInfo() << "player" << oldId << "respawned as player" << member.avatar.id();
+}
+
+void Arena::pass(Link *link, Member &member, const Line &line)
+{
+    member.avatar.follow(line);
+    // Position reports only correct the others' copies; every other line is also how
+    // the sender learns that its own request happened.
+    broadcast(line.withId(member.avatar.id()), line.type == Line::Position ? link : nullptr);
+}
+
+void Arena::leave(Link *link, const QString &reason)
+{
+    const auto it = members.find(link);
+    if (it == members.end())
+        return;
+    reportDrops(*it);
+    const Member member = *it;
+    members.erase(it);
+    if (--perAddress[member.address] == 0)
+        perAddress.remove(member.address);
+    idsInUse.remove(member.avatar.id());
+    qInfo().noquote() << "player" << member.avatar.id() << "from" << member.peer
+                      << "disconnected:" << reason;
+    // There is no message for leaving; without this the avatar would stand on forever.
+    if (member.avatar.isAlive())
+        broadcast(Line{Line::Death, "0", "0"}.withId(member.avatar.id()));
+}
+
+void Arena::cut(Link *link, const QString &reason)
+{
+    leave(link, reason);
+    link->close();
+}
+
+void Arena::tick(qint64 now)
+{
+    QList<Link *> stuck;
+    for (auto it = members.begin(); it != members.end(); ++it) {
+        reportDrops(*it);
+        if (!it->unfinished.isEmpty() && now - it->unfinishedSince >= limits.lineTimeoutMs)
+            stuck << it.key();
+    }
+    reportRefusals();
+    barredUntil.removeIf([now](const auto &entry) { return entry.value() <= now; });
+    for (Link *link : stuck)
+        cut(link, QString("left a line unfinished for %1 s").arg(limits.lineTimeoutMs / 1000.0));
+}
+
+void Arena::closeAll(const QString &reason)
+{
+    const QList<Link *> links = members.keys();
+    for (Link *link : links)
+        cut(link, reason);
+}
+
+void Arena::broadcast(const QByteArray &line, const Link *except)
+{
+    for (auto it = members.cbegin(); it != members.cend(); ++it) {
+        if (it.key() != except)
+            it.key()->send(line);
+    }
+}
+
+// Ids stay positive ints forever; the few in use are skipped once the count wraps.
+int Arena::freshId()
+{
+    do
+        lastId = lastId == INT_MAX ? 1 : lastId + 1;
+    while (idsInUse.contains(lastId));
+    idsInUse.insert(lastId);
+    return lastId;
+}
+
+// One line per client and sweep at most, however much it sends.
+void Arena::reportDrops(Member &member)
+{
+    QStringList counts;
+    int total = 0;
+    for (int kind = 0; kind < DropKinds; ++kind) {
+        if (member.dropped[kind] > 0)
+            counts << QString("%1 %2").arg(member.dropped[kind]).arg(describe(kind));
+        total += member.dropped[kind];
+    }
+    if (total == 0)
+        return;
+    qWarning().noquote() << "player" << member.avatar.id() << "dropped" << total
+                         << "lines:" << counts.join(", ");
+    member.dropped.fill(0);
+}
+
+void Arena::reportRefusals()
+{
+    if (refusedFull > 0)
+        qWarning().noquote() << "refused" << refusedFull << "connections: already"
+                             << limits.maxPlayers << "players";
+    if (refusedAddress > 0)
+        qWarning().noquote() << "refused" << refusedAddress << "connections: already"
+                             << limits.maxPerAddress << "players from their address";
+    if (refusedBarred > 0)
+        qWarning().noquote() << "refused" << refusedBarred
+                             << "connections: their address flooded us moments ago";
+    refusedFull = refusedAddress = refusedBarred = 0;
+}

@@ -1,0 +1,41 @@
+#ifndef PACE_H
+#define PACE_H
+
+#include "line.h"
+#include "relaylimits.h"
+#include "tokenbucket.h"
+
+#include <array>
+
+// How fast one client may send: lines of any kind, and each kind of line no faster
+// than a real player's game produces it, so that nobody can make the other clients
+// do more than a player could.
+class Pace
+{
+public:
+    enum Verdict
+    {
+        Pass,
+        Drop,
+        // Far over the limit for long: a flood, not a player.
+        Cut,
+    };
+
+    Pace() = default;
+    Pace(const RelayLimits &limits, qint64 now);
+
+    Verdict admitLine(qint64 now);
+    Verdict admit(Line::Type type, qint64 now);
+
+private:
+    Verdict judge(TokenBucket &bucket, qint64 now);
+
+    bool limited = false;
+    TokenBucket lines;
+    // Fed by the dropped lines: it runs dry only for a client that keeps sending
+    // well over its rate.
+    TokenBucket drops;
+    std::array<TokenBucket, Line::Respawn + 1> types;
+};
+
+#endif // PACE_H
