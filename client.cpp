@@ -3,6 +3,7 @@
 #include "gun.h"
 #include "mainwindow.h"
 #include "player.h"
+#include "serveraddress.h"
 #include "shotgun.h"
 #include "snipe.h"
 
@@ -14,8 +15,6 @@
 #include <QTimer>
 
 namespace {
-// Fixed at build time; a LAN game rebuilds with another address.
-constexpr char serverAddress[] = VORLEN_SERVER_ADDRESS;
 constexpr qsizetype maxLineLength = 64 * 1024;
 } // namespace
 
@@ -25,7 +24,9 @@ Client::Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent)
     , mainWindow(mainWindow)
 {
     socket = new QTcpSocket(this);
-    socket->connectToHost(QString::fromLatin1(serverAddress), serverPort);
+    // A name that does not resolve leaves the socket unconnected, like an absent server.
+    const ServerAddress server = mainWindow ? mainWindow->server : ServerAddress::standard();
+    socket->connectToHost(server.host, server.port);
     connect(socket, &QIODevice::readyRead, this, &Client::onReadyRead);
     positionTimer = new QTimer(this);
     connect(positionTimer, &QTimer::timeout, this, &Client::reportPosition);
