@@ -82,5 +82,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         passTime(300); // past the slowest shot and the longest animation
     delete client;
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    rewindTime();
     return 0;
 }

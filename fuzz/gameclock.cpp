@@ -29,3 +29,8 @@ void passTime(int ms)
     QCoreApplication::processEvents();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
+
+void rewindTime()
+{
+    aheadNs = 0;
+}

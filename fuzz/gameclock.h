@@ -9,4 +9,9 @@
 // let go is deleted, as one turn of the event loop would do.
 void passTime(int ms);
 
+// Takes the clock back to where the first input began. Nothing of the game may
+// outlive an input: then every input starts at the same game time, and Qt's own
+// housekeeping timers, such as the pixmap cache's, never fall due.
+void rewindTime();
+
 #endif // GAMECLOCK_H
