@@ -135,7 +135,8 @@ private slots:
                  printed.constData());
     }
 
-    // The built relay on a port of its own, and two players sent there by name.
+    // The built relay on a port of its own, and two players sent there, one by address
+    // and one by name.
     void twoFriendsMeet()
     {
         const quint16 port = freePort();
@@ -151,8 +152,9 @@ private slots:
 
         MainWindow first;
         MainWindow second;
+        first.server = *ServerAddress::parse("127.0.0.1:" + QString::number(port));
+        second.server = *ServerAddress::parse("localhost:" + QString::number(port));
         for (MainWindow *window : {&first, &second}) {
-            window->server = *ServerAddress::parse("127.0.0.1:" + QString::number(port));
             enterArena(*window);
             QTRY_VERIFY(window->client->localPlayer);
         }
