@@ -34,14 +34,19 @@ public:
 
 // Cuts the input into reads as a socket might deliver them: lines come in bursts
 // that an empty line ends, and a long burst comes in pieces. The game goes on
-// between the reads.
+// between the reads, and where a burst ends in a third line feed the user presses
+// Respawn, which no line from the server can do.
 void feed(Client &client, const QByteArray &bytes)
 {
     constexpr qsizetype longestRead = 4096;
     for (qsizetype start = 0; start < bytes.size();) {
         const qsizetype pause = bytes.indexOf("\n\n", start);
-        const qsizetype end = std::min(pause < 0 ? bytes.size() : pause + 2, start + longestRead);
+        qsizetype end = std::min(pause < 0 ? bytes.size() : pause + 2, start + longestRead);
+        const bool respawn = pause >= 0 && end == pause + 2 && bytes.mid(end, 1) == "\n";
+        end += respawn;
         client.receive(bytes.mid(start, end - start));
+        if (respawn)
+            client.respawn();
         passTime(50);
         start = end;
     }

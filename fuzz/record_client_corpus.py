@@ -2,7 +2,7 @@
 """Records what a client receives from the real relay in a few short games, as
 seeds for the client's fuzz target: fuzz/record_client_corpus.py build/vorlen-server
 An empty line ends each burst of lines that came together: the target lets the
-game's time pass there."""
+game's time pass there. A second one marks where the user pressed Respawn."""
 import pathlib
 import socket
 import subprocess
@@ -51,6 +51,8 @@ class Player:
             player.pause()
 
     def respawn(self):
+        self.pause()
+        self.seen += b"\n"
         mark = len(self.seen)
         self.send(b"rx-1;0;0")
         while b"\n0x" not in self.seen[mark - 1:]:
