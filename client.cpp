@@ -3,6 +3,7 @@
 #include "gun.h"
 #include "mainwindow.h"
 #include "player.h"
+#include "serveraddress.h"
 #include "shotgun.h"
 #include "snipe.h"
 
@@ -14,9 +15,7 @@
 #include <QTimer>
 
 namespace {
-// Fixed at build time; a LAN game rebuilds with another address.
-constexpr char serverAddress[] = VORLEN_SERVER_ADDRESS;
-constexpr qsizetype maxUnfinishedLine = 64 * 1024;
+constexpr qsizetype maxLineLength = 64 * 1024;
 } // namespace
 
 Client::Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent)
@@ -25,7 +24,9 @@ Client::Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent)
     , mainWindow(mainWindow)
 {
     socket = new QTcpSocket(this);
-    socket->connectToHost(QString::fromLatin1(serverAddress), serverPort);
+    // A name that does not resolve leaves the socket unconnected, like an absent server.
+    const ServerAddress server = mainWindow ? mainWindow->server : ServerAddress::standard();
+    socket->connectToHost(server.host, server.port);
     connect(socket, &QIODevice::readyRead, this, &Client::onReadyRead);
     positionTimer = new QTimer(this);
     connect(positionTimer, &QTimer::timeout, this, &Client::reportPosition);
@@ -87,18 +88,33 @@ void Client::showConnectionError()
 
 void Client::onReadyRead()
 {
-    readBuffer += socket->readAll();
+    receive(socket->readAll());
+}
+
+void Client::receive(const QByteArray &bytes)
+{
+    readBuffer += bytes;
+    // The tail of a line that was cut off is no line of its own.
+    if (skippingLongLine) {
+        const qsizetype end = readBuffer.indexOf('\n');
+        skippingLongLine = end < 0;
+        readBuffer.remove(0, skippingLongLine ? readBuffer.size() : end + 1);
+    }
     // All whole lines leave the buffer before any is handled: a handler that opens
     // the error box runs a nested event loop, which must not see them again.
     const qsizetype end = readBuffer.lastIndexOf('\n');
     const QList<QByteArray> lines =
         end < 0 ? QList<QByteArray>() : readBuffer.left(end).split('\n');
     readBuffer.remove(0, end + 1);
-    // No line of the game comes near this; a server that never ends one is cut off.
-    if (readBuffer.size() > maxUnfinishedLine)
+    // No line of the game comes near this length, whether it arrives whole or not.
+    if (readBuffer.size() > maxLineLength) {
         readBuffer.clear();
-    for (const QByteArray &line : lines)
-        handle(line);
+        skippingLongLine = true;
+    }
+    for (const QByteArray &line : lines) {
+        if (line.size() <= maxLineLength)
+            handle(line);
+    }
 }
 
 void Client::handle(QByteArray line)

@@ -52,6 +52,8 @@ public:
 
     void sendData(int type, const QByteArray &payload);
     bool isConnected() const;
+    // Bytes as they come from the server: whole lines are handled, the rest waits.
+    void receive(const QByteArray &bytes);
     void handle(QByteArray line);
 
     void spawn(int id);
@@ -76,6 +78,7 @@ public:
     MainWindow *mainWindow;
     QTcpSocket *socket;
     QByteArray readBuffer;
+    bool skippingLongLine = false;
     QTimer *positionTimer;
 
 signals:

@@ -1,6 +1,8 @@
 #ifndef MAINWINDOW_H
 #define MAINWINDOW_H
 
+#include "serveraddress.h"
+
 #include <QList>
 #include <QMainWindow>
 #include <QPointer>
@@ -42,6 +44,7 @@ public:
         int defense = 0;
     };
     Stats stats;
+    ServerAddress server = ServerAddress::standard(); // every visit to the arena connects here
 
     Ui::MainWindow *ui;
     QGraphicsScene *scene = nullptr;

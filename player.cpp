@@ -186,8 +186,9 @@ void Player::takeDamage(int damage)
 
 void Player::reportLoss()
 {
+    // Both ends of int can be reached by health, and the loss between them cannot.
     if (lastHp != hp)
-        emit damage_received(lastHp - hp);
+        emit damage_received(truncateToInt(double(lastHp) - hp));
     lastHp = hp;
 }
 

@@ -160,6 +160,30 @@ private slots:
         QCOMPARE(client->readBuffer, QByteArray("1x4;"));
     }
 
+    void longLinesAreDroppedWhole_data()
+    {
+        QTest::addColumn<QByteArray>("lines");
+        QTest::addColumn<bool>("introduced"); // whether player 77 is known afterwards
+        const auto padded = [](qsizetype length) {
+            return QByteArray("1x77;5;5;").leftJustified(length, 'B') + '\n';
+        };
+        QTest::newRow("10 MB, then a type") << QByteArray(10'000'000, 'B') + "x77;0;0\n" << false;
+        QTest::newRow("one byte too long") << padded(64 * 1024 + 1) << false;
+        QTest::newRow("longest line") << padded(64 * 1024) << true;
+    }
+
+    void longLinesAreDroppedWhole()
+    {
+        QFETCH(QByteArray, lines);
+        spawnAs(1);
+        Player *own = client->localPlayer;
+        send(lines);
+        QCOMPARE(client->localPlayer, own);
+        QTEST(client->players.contains(77), "introduced");
+        QCOMPARE(client->players.size(), client->players.contains(77) ? 2 : 1);
+        QVERIFY(client->readBuffer.isEmpty());
+    }
+
     void linesOfInput_data()
     {
         QTest::addColumn<QList<int>>("inventory");

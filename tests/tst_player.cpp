@@ -8,6 +8,7 @@
 #include <QTimer>
 
 #include <cmath>
+#include <limits>
 
 class TestPlayer : public QObject
 {
@@ -133,6 +134,33 @@ private slots:
         QCOMPARE(reports.value(0).value(0).toInt(), hp - avatar->hp);
         QTEST(int(died.size()), "deaths");
         QCOMPARE(avatar->alive, !who.startsWith("dead") && died.isEmpty());
+    }
+
+    // Health saturates at the ends of int, and so does the loss reported between them.
+    void lossPastTheEndsOfInt_data()
+    {
+        QTest::addColumn<int>("hp");
+        QTest::addColumn<int>("damage");
+        QTest::addColumn<int>("after");
+        QTest::addColumn<int>("loss");
+        const int most = std::numeric_limits<int>::max();
+        const int least = std::numeric_limits<int>::min();
+        QTest::newRow("down from 100") << 100 << most << least << most;
+        QTest::newRow("up from the bottom") << least << least << most << least;
+    }
+
+    void lossPastTheEndsOfInt()
+    {
+        QFETCH(int, hp);
+        QFETCH(int, damage);
+        avatar->hp = avatar->lastHp = hp;
+        avatar->defense = 0;
+        QSignalSpy reports(avatar, &Player::damage_received);
+        avatar->takeDamage(damage);
+        avatar->takeDamage(damage);
+        QTEST(avatar->hp, "after");
+        QTRY_COMPARE(reports.size(), 1);
+        QTEST(reports.constFirst().constFirst().toInt(), "loss");
     }
 
     void burn_data()

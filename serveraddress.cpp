@@ -1,0 +1,25 @@
+#include "serveraddress.h"
+
+#include "client.h"
+
+#include <QHostAddress>
+#include <QUrl>
+
+ServerAddress ServerAddress::standard()
+{
+    return {QString::fromLatin1(VORLEN_SERVER_ADDRESS), Client::serverPort};
+}
+
+std::optional<ServerAddress> ServerAddress::parse(const QString &text)
+{
+    // The authority of a URL has exactly this form, apart from what is refused here.
+    QUrl url;
+    url.setAuthority(text, QUrl::StrictMode);
+    if (!url.isValid() || url.host().isEmpty() || text.contains('@') || text.endsWith(':') ||
+        url.port() == 0)
+        return std::nullopt;
+    if (text.startsWith('[') &&
+        QHostAddress(url.host()).protocol() != QAbstractSocket::IPv6Protocol)
+        return std::nullopt;
+    return ServerAddress{url.host(), quint16(url.port(Client::serverPort))};
+}
