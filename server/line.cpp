@@ -21,11 +21,16 @@ bool isInteger(QByteArrayView field)
     return ok;
 }
 
-bool isFiniteNumber(QByteArrayView field)
+// The field without the blanks that toDouble skips, if it holds a finite number:
+// toDouble takes a field of blanks alone for a number too.
+std::optional<QByteArrayView> finiteNumber(QByteArrayView field)
 {
+    field = field.trimmed();
     bool ok = false;
     const double value = field.toDouble(&ok);
-    return ok && std::isfinite(value);
+    if (field.isEmpty() || !ok || !std::isfinite(value))
+        return std::nullopt;
+    return field;
 }
 
 } // namespace
@@ -40,12 +45,12 @@ std::optional<Line> Line::parse(QByteArrayView text)
     const qsizetype second = fields.indexOf(';', first + 1);
     if (!type || first < 0 || second < 0 || fields.indexOf(';', second + 1) >= 0)
         return std::nullopt;
-    const QByteArrayView a = fields.sliced(first + 1, second - first - 1);
-    const QByteArrayView b = fields.sliced(second + 1);
-    if (!isInteger(fields.first(first)) || !isFiniteNumber(a) || !isFiniteNumber(b))
+    const std::optional<QByteArrayView> a =
+        finiteNumber(fields.sliced(first + 1, second - first - 1));
+    const std::optional<QByteArrayView> b = finiteNumber(fields.sliced(second + 1));
+    if (!isInteger(fields.first(first)) || !a || !b)
         return std::nullopt;
-    // toDouble accepts surrounding blanks; nobody downstream needs them.
-    return Line{*type, a.trimmed(), b.trimmed()};
+    return Line{*type, *a, *b};
 }
 
 QByteArray Line::withId(int id) const

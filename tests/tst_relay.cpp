@@ -183,6 +183,7 @@ private slots:
         dropped("too few fields", "2x0;5");
         dropped("word for a value", "2x0;five;5");
         dropped("not a number", "3x0;5;nan");
+        dropped("blanks for a value", "2x0; 1 ;  ");
         dropped("257 bytes", "2x0;5;" + QByteArray(251, '1'));
     }
 
