@@ -6,8 +6,9 @@ Run it with Debian's system Python, which carries PIL (python3-pil):
     /usr/bin/python3 tools/gen_assets.py
 
 It writes the 31 PNG pictures and the death animation into resources/, the
-three shot sounds into sounds/, and the list of them all into resources.qrc,
-all next to this tools/ folder.  Everything is drawn
+three shot sounds into sounds/, the list of them all into resources.qrc, and
+the application icon at its hicolor sizes into packaging/icons/, all next to this
+tools/ folder.  Everything is drawn
 and synthesised from fixed seeds, so two runs give byte-identical files.  The
 build only needs the generated files, which are committed; this script is here to
 remake or change them.
@@ -29,6 +30,8 @@ from PIL import Image, ImageChops, ImageDraw, ImageFilter, ImageOps
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 RES_DIR = os.path.join(ROOT, "resources")
 SND_DIR = os.path.join(ROOT, "sounds")
+ICON_DIR = os.path.join(ROOT, "packaging", "icons")
+ICON_SIZES = (16, 32, 48, 64, 128, 256)
 
 SS = 4                # supersampling factor of the vector drawings
 ALPHA_CUT = 12        # after downsampling, alpha below this becomes fully transparent
@@ -1220,6 +1223,32 @@ def sound_snipe():
 
 
 # ---------------------------------------------------------------------------
+# The application icon: a crosshair over a rune star on a tile of arena grass,
+# drawn in 64 design units at every size so that small sizes stay crisp.
+# ---------------------------------------------------------------------------
+
+def icon(size):
+    c = Canvas(size, size)
+    c.transform(size / 64)
+    c.fill(rrect(3, 3, 61, 61, 12), rad((24, 20), 52, (104, 168, 84), (22, 58, 34), (58, 112, 56)))
+    ring = circle(32, 32, 22.5)
+    c.fill(ring, (250, 204, 72), sub=circle(32, 32, 18.5))
+    for x0, y0, x1, y1 in ((32, 8, 32, 15), (32, 49, 32, 56), (8, 32, 15, 32), (49, 32, 56, 32)):
+        c.line([(x0, y0), (x1, y1)], 4, (250, 204, 72))
+    c.fill(star(32, 32, 15, 4.2, 4, 45), rad((32, 32), 15, (255, 236, 255), (150, 60, 230), (214, 140, 255)))
+    c.fill(circle(32, 32, 3), (255, 255, 255))
+    c.outline((16, 26, 20), 0.03 * size + 0.5)
+    return c.done()
+
+
+def save_icons():
+    os.makedirs(ICON_DIR, exist_ok=True)
+    for size in ICON_SIZES:
+        icon(size).save(os.path.join(ICON_DIR, "vorlen-%d.png" % size), format="PNG", optimize=True)
+    print("vorlen-N.png       icon, %s px" % ", ".join(map(str, ICON_SIZES)))
+
+
+# ---------------------------------------------------------------------------
 # Main
 # ---------------------------------------------------------------------------
 
@@ -1300,6 +1329,7 @@ def main():
         write_wav(os.path.join(SND_DIR, name), left, right)
         print("%-18s %d frames, %.3f s" % (name, len(left), len(left) / SR))
 
+    save_icons()
     write_qrc(["resources/" + n for n in list(pictures) + ["player_death.gif"]] +
               ["sounds/" + n for n, _ in sounds])
 
