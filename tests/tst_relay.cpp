@@ -71,21 +71,6 @@ void keepMessage(QtMsgType, const QMessageLogContext &, const QString &message)
     logged << message;
 }
 
-QStringList loggedWith(const QString &text)
-{
-    return logged.filter(text);
-}
-
-// All the lines that the relay's summaries say this player had dropped.
-int droppedBy(int id)
-{
-    int total = 0;
-    const QString prefix = QString("player %1 dropped ").arg(id);
-    for (const QString &message : loggedWith(prefix))
-        total += message.mid(prefix.size()).section(' ', 0, 0).toInt();
-    return total;
-}
-
 // The lines of text, with "%1", "%2"... standing for the ids in that order.
 QByteArrayList expect(QByteArray text, const QList<int> &ids)
 {
@@ -94,6 +79,16 @@ QByteArrayList expect(QByteArray text, const QList<int> &ids)
     QByteArrayList lines = text.split('\n');
     lines.removeAll(QByteArray());
     return lines;
+}
+
+// Columns of these types and names, and rows of cells in the same order.
+template <typename... Types, typename... Names> void columns(Names... names)
+{
+    (QTest::addColumn<Types>(names), ...);
+}
+template <typename... Cells> void addRow(const char *tag, const Cells &...cells)
+{
+    (QTest::newRow(tag) << ... << cells);
 }
 
 class TestRelay : public QObject
@@ -113,6 +108,13 @@ class TestRelay : public QObject
             },
             5000);
         return *peers.back();
+    }
+    void connectMany(quint16 port, int count, bool keepLines = true)
+    {
+        for (int i = 0; i < count; ++i) {
+            peers.push_back(std::make_unique<Peer>(port));
+            peers.back()->keepLines = keepLines;
+        }
     }
     // Sweeps come when the test calls them, unless it sets an interval.
     void restart(RelayLimits limits)
@@ -148,13 +150,9 @@ private slots:
     void relaysAndIntroduces_data()
     {
         // %1 is the sender's first id, %2 the other's, %3 the sender's latest, %4 the last to join.
-        QTest::addColumn<QByteArray>("sent");
-        QTest::addColumn<QByteArray>("toSender");
-        QTest::addColumn<QByteArray>("toOther");
-        QTest::addColumn<QByteArray>("introduction");
-        const auto row = [](const char *tag, auto... cells) {
-            (QTest::newRow(tag) << ... << QByteArray(cells));
-        };
+        columns<QByteArray, QByteArray, QByteArray, QByteArray>("sent", "toSender", "toOther",
+                                                                "introduction");
+        const auto row = [](const char *tag, auto... cells) { addRow(tag, QByteArray(cells)...); };
         // The shot behind comes back to both, so anything else would arrive before it.
         const auto echoed = [&](const char *tag, const QByteArray &sent, const QByteArray &relayed,
                                 const QByteArray &introduction = "1x%1;100;100") {
@@ -208,13 +206,12 @@ private slots:
 
     void disconnectEndsTheLife_data()
     {
-        QTest::addColumn<QByteArray>("sent");
-        QTest::addColumn<QString>("reason");
-        QTest::newRow("hang up") << QByteArray() << "hung up";
-        QTest::newRow("unfinished line past 4 KiB")
-            << QByteArray(4097, '2') << "sent an endless line";
-        QTest::newRow("line left unfinished")
-            << QByteArray("2x0;5") << "left a line unfinished for 0 s";
+        columns<QByteArray, QString>("sent", "reason");
+        addRow("hang up", QByteArray(), QString("hung up"));
+        addRow("unfinished line past 4 KiB", QByteArray(4097, '2'),
+               QString("sent an endless line"));
+        addRow("line left unfinished", QByteArray("2x0;5"),
+               QString("left a line unfinished for 0 s"));
     }
     void disconnectEndsTheLife()
     {
@@ -233,8 +230,8 @@ private slots:
         QTRY_COMPARE(
             (relay->sweep(), staying.lines),
             expect("0x%2;0;0\n1x%1;100;100\n3x%1;2;7\n5x%1;0;0", {leaving.id, staying.id}));
-        QCOMPARE(loggedWith("disconnected: ").size(), 1);
-        QCOMPARE(loggedWith("disconnected: " + reason).size(), 1);
+        QCOMPARE(logged.filter("disconnected: ").size(), 1);
+        QCOMPARE(logged.filter("disconnected: " + reason).size(), 1);
     }
 
     void burstCutsNoReader()
@@ -243,10 +240,7 @@ private slots:
         const quint16 port = server.port();
         QVERIFY2(port != 0, server.log.constData());
         const int clients = 32, lines = 1000;
-        for (int i = 0; i < clients; ++i) {
-            peers.push_back(std::make_unique<Peer>(port));
-            peers.back()->keepLines = false;
-        }
+        connectMany(port, clients, false);
         // Its id and an introduction of everybody else.
         for (const auto &peer : peers)
             QTRY_COMPARE(peer->count, clients);
@@ -260,12 +254,10 @@ private slots:
 
     void nonReaderIsCut_data()
     {
-        QTest::addColumn<qint64>("maxBacklog");
-        QTest::addColumn<qint64>("stallTimeoutMs");
-        QTest::addColumn<QString>("reason");
-        QTest::newRow("backlog") << qint64(16 * 1024) << qint64(3600000) << "disconnected: left ";
-        QTest::newRow("stall") << (qint64(1) << 30) << qint64(100)
-                               << "disconnected: read nothing for 0.1 s";
+        columns<qint64, qint64, QString>("maxBacklog", "stallTimeoutMs", "reason");
+        addRow("backlog", qint64(16 * 1024), qint64(3600000), QString("disconnected: left "));
+        addRow("stall", qint64(1) << 30, qint64(100),
+               QString("disconnected: read nothing for 0.1 s"));
     }
     void nonReaderIsCut()
     {
@@ -291,27 +283,23 @@ private slots:
         reader.socket.write(("3x0;5;" + QByteArray(240, '1') + '\n').repeated(lines));
         // The non-reader does not even read the end of its connection.
         QTRY_COMPARE_WITH_TIMEOUT(
-            loggedWith(QString("player %1 from").arg(nonReaderId)).filter(reason).size(), 1, 30000);
+            logged.filter(QString("player %1 from").arg(nonReaderId)).filter(reason).size(), 1,
+            30000);
         QTRY_COMPARE_WITH_TIMEOUT(reader.count, 2 + lines + 1, 30000);
         QVERIFY(reader.isConnected());
     }
 
     void capsRefuseAtOnce_data()
     {
-        QTest::addColumn<int>("maxPlayers");
-        QTest::addColumn<int>("maxPerAddress");
-        QTest::addColumn<QStringList>("sources");
-        QTest::addColumn<QList<bool>>("served");
-        QTest::addColumn<QString>("refusal");
-        QTest::newRow("total") << 2 << 0 << QStringList{"127.0.0.1", "127.0.0.1", "127.0.0.2"}
-                               << QList<bool>{true, true, false}
-                               << "refused 1 connections: already 2 players";
-        QTest::newRow("per address")
-            << 64 << 2 << QStringList{"127.0.0.1", "127.0.0.1", "127.0.0.1", "127.0.0.2"}
-            << QList<bool>{true, true, false, true}
-            << "refused 1 connections: already 2 players from their address";
-        QTest::newRow("no cap per address")
-            << 64 << 0 << QStringList(4, "127.0.0.1") << QList<bool>(4, true) << QString();
+        columns<int, int, QStringList, QList<bool>, QString>("maxPlayers", "maxPerAddress",
+                                                             "sources", "served", "refusal");
+        const QString one = "127.0.0.1", two = "127.0.0.2";
+        addRow("total", 2, 0, QStringList{one, one, two}, QList<bool>{true, true, false},
+               QString("refused 1 connections: already 2 players"));
+        addRow("per address", 64, 2, QStringList{one, one, one, two},
+               QList<bool>{true, true, false, true},
+               QString("refused 1 connections: already 2 players from their address"));
+        addRow("no cap per address", 64, 0, QStringList(50, one), QList<bool>(50, true), QString());
     }
     void capsRefuseAtOnce()
     {
@@ -335,37 +323,17 @@ private slots:
             }
         }
         relay->sweep();
-        QCOMPARE(loggedWith("refused"), refusal.isEmpty() ? QStringList() : QStringList{refusal});
+        QCOMPARE(logged.filter("refused"),
+                 refusal.isEmpty() ? QStringList() : QStringList{refusal});
         // A place that comes free is taken at once.
         peers.front()->socket.disconnectFromHost();
-        QTRY_VERIFY(loggedWith("disconnected").size() == 1);
+        QTRY_VERIFY(logged.filter("disconnected").size() == 1);
         QVERIFY(join(QHostAddress(refusedFrom.isEmpty() ? sources[0] : refusedFrom)).id > 0);
-    }
-
-    void servesFiftyClients()
-    {
-        RelayLimits limits = manualSweep();
-        limits.maxPerAddress = 0;
-        restart(limits);
-        for (int i = 0; i < 50; ++i)
-            peers.push_back(std::make_unique<Peer>(relay->port()));
-        QSet<int> ids;
-        for (const auto &peer : peers) {
-            QTRY_VERIFY(peer->id > 0);
-            QCOMPARE(peer->lines.first(), expect("0x%1;0;0", {peer->id}).first());
-            ids << peer->id;
-        }
-        QCOMPARE(ids.size(), 50);
-        peers.front()->socket.write("2x0;5;5\n");
-        for (const auto &peer : peers)
-            QTRY_COMPARE(peer->lines.last(), expect("2x%1;5;5", {peers.front()->id}).first());
     }
 
     void ratesKeepTheGamePace_data()
     {
-        QTest::addColumn<QByteArray>("sent");
-        QTest::addColumn<int>("relayed");
-        QTest::addColumn<int>("dropped");
+        columns<QByteArray, int, int>("sent", "relayed", "dropped");
         const auto times = [](const char *line, int count) {
             return QByteArray(line).repeated(count);
         };
@@ -373,15 +341,15 @@ private slots:
         const QByteArray player = "6x0;1;5\n6x0;2;5\n" + times("2x0;1;1\n", 10) +
                                   times("3x0;1;1\n", 8) + "4x0;1;1\n4x0;0;0\n" +
                                   times("7x0;5;0\n", 20) + "9x0;1;1\n";
-        QTest::newRow("a player in a fight") << player << 43 << 0;
-        QTest::newRow("weapon keys faster than fingers") << times("4x0;1;1\n", 50) << 6 << 44;
-        QTest::newRow("shots faster than clicks") << times("3x0;1;1\n", 30) << 10 << 20;
+        addRow("a player in a fight", player, 43, 0);
+        addRow("weapon keys faster than fingers", times("4x0;1;1\n", 50), 6, 44);
+        addRow("shots faster than clicks", times("3x0;1;1\n", 30), 10, 20);
         // 80 lines, every kind within its own pace, and then more of the slowest kind.
         const QByteArray mixed = times("7x0;5;0\n", 40) + times("2x0;1;1\n", 20) +
                                  times("3x0;1;1\n", 10) + times("4x0;1;1\n", 6) +
                                  times("9x0;1;1\n", 4) + times("4x0;2;1\n", 20);
-        QTest::newRow("over the line rate") << mixed << 80 << 20;
-        QTest::newRow("flood") << times("2x0;1;1\n", 3000) << -1 << -1;
+        addRow("over the line rate", mixed, 80, 20);
+        addRow("flood", times("2x0;1;1\n", 3000), -1, -1);
     }
     void ratesKeepTheGamePace()
     {
@@ -393,14 +361,22 @@ private slots:
         sender.socket.write(sent);
         if (relayed < 0) {
             QTRY_VERIFY(!sender.isConnected());
-            QCOMPARE(loggedWith("disconnected: kept sending lines over the line rate").size(), 1);
+            QCOMPARE(logged.filter("disconnected: kept sending lines over the line rate").size(),
+                     1);
             // Coming straight back would make a flood of connections of it.
             QVERIFY(!join().isConnected());
             QVERIFY(join(QHostAddress("127.0.0.2")).id > 0);
             return;
         }
         // The summary counts every line once all have been read.
-        QTRY_COMPARE((relay->sweep(), droppedBy(sender.id)), dropped);
+        const QString prefix = QString("player %1 dropped ").arg(sender.id);
+        const auto droppedInAll = [&] {
+            int total = 0;
+            for (const QString &message : logged.filter(prefix))
+                total += message.mid(prefix.size()).section(' ', 0, 0).toInt();
+            return total;
+        };
+        QTRY_COMPARE((relay->sweep(), droppedInAll()), dropped);
         QTRY_COMPARE(other.lines.size() - 2, relayed);
         QVERIFY(sender.isConnected());
     }
@@ -411,20 +387,20 @@ private slots:
         limits.lineRate = 0;
         restart(limits);
         Peer &sender = join();
-        QCOMPARE(loggedWith("connected from 127.0.0.1:").size(), 1);
+        QCOMPARE(logged.filter("connected from 127.0.0.1:").size(), 1);
         sender.socket.write(QByteArray("junk\n").repeated(300) +
                             QByteArray("0x0;0;0\n").repeated(200));
         roundTrip(sender);
         relay->sweep();
         relay->sweep();
         const QString prefix = QString("player %1 dropped ").arg(sender.id);
-        QCOMPARE(loggedWith(prefix),
+        QCOMPARE(logged.filter(prefix),
                  QStringList{prefix + "500 lines: 300 unparsable, 200 server-only type"});
         sender.socket.write(QByteArray("junk\n").repeated(7));
         roundTrip(sender);
         relay->sweep();
-        QCOMPARE(loggedWith(prefix).last(), prefix + "7 lines: 7 unparsable");
-        QCOMPARE(loggedWith(prefix).size(), 2);
+        QCOMPARE(logged.filter(prefix).last(), prefix + "7 lines: 7 unparsable");
+        QCOMPARE(logged.filter(prefix).size(), 2);
     }
 
     void idsWrapAroundPastTheTop()
@@ -438,10 +414,9 @@ private slots:
 
     void descriptorsRunOut_data()
     {
-        QTest::addColumn<int>("soft");
-        QTest::addColumn<int>("hard");
-        QTest::newRow("soft limit raised") << 24 << 4096;
-        QTest::newRow("hard limit reached") << 24 << 24;
+        columns<int, int>("soft", "hard");
+        addRow("soft limit raised", 24, 4096);
+        addRow("hard limit reached", 24, 24);
     }
     void descriptorsRunOut()
     {
@@ -454,8 +429,7 @@ private slots:
         const quint16 port = server.port();
         QVERIFY2(port != 0, server.log.constData());
         const int clients = 30;
-        for (int i = 0; i < clients; ++i)
-            peers.push_back(std::make_unique<Peer>(port));
+        connectMany(port, clients);
         const auto served = [this] {
             return int(std::count_if(peers.cbegin(), peers.cend(), [](const auto &peer) {
                 return peer->id > 0 && peer->isConnected();
@@ -486,10 +460,9 @@ private slots:
 
     void stopsOnSignals_data()
     {
-        QTest::addColumn<int>("signal");
-        QTest::addColumn<QByteArray>("name");
-        QTest::newRow("SIGTERM") << int(SIGTERM) << QByteArray("Terminated");
-        QTest::newRow("SIGINT") << int(SIGINT) << QByteArray("Interrupt");
+        columns<int, QByteArray>("signal", "name");
+        addRow("SIGTERM", int(SIGTERM), QByteArray("Terminated"));
+        addRow("SIGINT", int(SIGINT), QByteArray("Interrupt"));
     }
     void stopsOnSignals()
     {
@@ -498,7 +471,7 @@ private slots:
         ServerProcess server({});
         const quint16 port = server.port();
         QVERIFY2(port != 0, server.log.constData());
-        peers.push_back(std::make_unique<Peer>(port));
+        connectMany(port, 1);
         QTRY_VERIFY(peers.back()->id > 0);
         ::kill(pid_t(server.process.processId()), signal);
         QVERIFY(server.process.waitForFinished(10000));
@@ -511,19 +484,14 @@ private slots:
 
     void commandLine_data()
     {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("printed");
-        QTest::newRow("help") << QStringList{"--help"} << 0
-                              << QByteArray("--listen --port --max-players --max-per-address "
-                                            "--line-rate --line-burst --line-timeout");
-        QTest::newRow("version") << QStringList{"--version"} << 0 << QByteArray(VORLEN_VERSION);
-        QTest::newRow("no players")
-            << QStringList{"--max-players", "0"} << 2 << QByteArray("invalid --max-players 0");
-        QTest::newRow("bad port") << QStringList{"--port", "70000"} << 2
-                                  << QByteArray("invalid --port 70000");
-        QTest::newRow("bad address")
-            << QStringList{"--listen", "every"} << 2 << QByteArray("invalid address every");
+        columns<QStringList, int, QByteArray>("arguments", "status", "printed");
+        addRow("help", QStringList{"--help"}, 0,
+               QByteArray("--listen --port --max-players --max-per-address --line-rate "
+                          "--line-burst --line-timeout"));
+        addRow("version", QStringList{"--version"}, 0, QByteArray(VORLEN_VERSION));
+        addRow("no players", QStringList{"--max-players", "0"}, 2,
+               QByteArray("invalid --max-players 0"));
+        addRow("bad port", QStringList{"--port", "70000"}, 2, QByteArray("invalid --port 70000"));
     }
     void commandLine()
     {
