@@ -16,13 +16,10 @@
 #include <memory>
 
 // Gathers what the widget it watches paints.
-class PaintedArea : public QObject
+struct PaintedArea : QObject
 {
-public:
     explicit PaintedArea(QWidget *widget) { widget->installEventFilter(this); }
     QRegion region;
-
-protected:
     bool eventFilter(QObject *, QEvent *event) override
     {
         if (event->type() == QEvent::Paint)
@@ -108,9 +105,8 @@ private slots:
         QTest::newRow("second x") << QByteArray("9x4;1;2x7;8") << QList<double>{9, 4, 1, 2};
         QTest::newRow("fourth field") << QByteArray("6x4;1;2;9") << QList<double>{6, 4, 1, 2};
         QTest::newRow("no numbers") << QByteArray("7xa;b;c") << QList<double>{7, 0, 0, 0};
-        QTest::newRow("empty") << QByteArray() << QList<double>{};
-        QTest::newRow("no x") << QByteArray("2;3;4;5") << QList<double>{};
-        QTest::newRow("two fields") << QByteArray("2x3;4") << QList<double>{};
+        for (const char *dropped : {"", "2;3;4;5", "2x3;4"})
+            QTest::newRow(*dropped ? dropped : "empty") << QByteArray(dropped) << QList<double>{};
     }
 
     void parse()
@@ -118,28 +114,27 @@ private slots:
         QFETCH(QByteArray, line);
         QFETCH(QList<double>, fields);
         const std::optional<Client::Line> parsed = Client::parse(line);
-        QCOMPARE(parsed.has_value(), !fields.isEmpty());
-        if (parsed)
-            QCOMPARE(
-                QList<double>({double(parsed->type), double(parsed->id), parsed->a, parsed->b}),
-                fields);
+        QCOMPARE(
+            parsed ? QList<double>({double(parsed->type), double(parsed->id), parsed->a, parsed->b})
+                   : QList<double>(),
+            fields);
     }
 
     void truncation_data()
     {
         QTest::addColumn<double>("value");
         QTest::addColumn<int>("expected");
-        const int most = std::numeric_limits<int>::max();
-        const int least = std::numeric_limits<int>::min();
+        const int most = std::numeric_limits<int>::max(), least = std::numeric_limits<int>::min();
         const double inf = std::numeric_limits<double>::infinity();
-        QTest::newRow("2.9") << 2.9 << 2;
-        QTest::newRow("-12.9") << -12.9 << -12;
-        QTest::newRow("just past int") << 2147483648.5 << most;
-        QTest::newRow("1e308") << 1e308 << most;
-        QTest::newRow("-1e308") << -1e308 << least;
-        QTest::newRow("inf") << inf << most;
-        QTest::newRow("-inf") << -inf << least;
-        QTest::newRow("nan") << std::nan("") << 0;
+        for (const auto &[value, expected] : QList<std::pair<double, int>>{{2.9, 2},
+                                                                           {-12.9, -12},
+                                                                           {2147483648.5, most},
+                                                                           {1e308, most},
+                                                                           {-1e308, least},
+                                                                           {inf, most},
+                                                                           {-inf, least},
+                                                                           {std::nan(""), 0}})
+            QTest::newRow(QByteArray::number(value).constData()) << value << expected;
     }
 
     void truncation()
@@ -175,12 +170,12 @@ private slots:
     void longLinesAreDroppedWhole()
     {
         QFETCH(QByteArray, lines);
+        QFETCH(bool, introduced);
         spawnAs(1);
         Player *own = client->localPlayer;
         send(lines);
         QCOMPARE(client->localPlayer, own);
-        QTEST(client->players.contains(77), "introduced");
-        QCOMPARE(client->players.size(), client->players.contains(77) ? 2 : 1);
+        QCOMPARE(client->players.keys(), introduced ? QList<int>({1, 77}) : QList<int>({1}));
         QVERIFY(client->readBuffer.isEmpty());
     }
 
@@ -214,31 +209,20 @@ private slots:
         const QPointF point = view.mapToScene(at);
         const QByteArray xy =
             QByteArray::number(point.x(), 'g', 6) + ';' + QByteArray::number(point.y(), 'g', 6);
-
-        QTest::mouseClick(view.viewport(), Qt::RightButton, {}, at);
-        QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, at);
-        QTest::mouseClick(view.viewport(), Qt::MiddleButton, {}, at);
-        QTest::keyClick(&view, Qt::Key_1);
-        QTest::keyClick(&view, Qt::Key_2);
-        QTest::keyClick(&view, Qt::Key_4);
+        for (Qt::MouseButton button : {Qt::RightButton, Qt::LeftButton, Qt::MiddleButton})
+            QTest::mouseClick(view.viewport(), button, {}, at);
+        for (Qt::Key key : {Qt::Key_1, Qt::Key_2, Qt::Key_4})
+            QTest::keyClick(&view, key);
         QCOMPARE(sentUpToMarker(), QByteArrayList({"2x4;" + xy, "3x4;" + xy}) + expected);
     }
 
-    void positionReport()
-    {
-        QCOMPARE(client->positionTimer->interval(), 4000);
-        QMetaObject::invokeMethod(client->positionTimer, "timeout");
-        QVERIFY(sentUpToMarker().isEmpty()); // no avatar yet
-        spawnAs(3);
-        client->localPlayer->setPos(-1012.9, 1007.9); // clear of the weapon lying at the origin
-        QMetaObject::invokeMethod(client->positionTimer, "timeout");
-        QCOMPARE(sentUpToMarker(), QByteArrayList({"9x3;-1012;1007"}));
-    }
-
-    void deadAvatarOnlyWalksAndDies()
+    void ownAvatarReportsAndOnlyWalksAndDiesWhenDead()
     {
         spawnAs(6);
         Player *avatar = client->localPlayer;
+        avatar->setPos(-1012.9, 1007.9); // clear of the weapon lying at the origin
+        QMetaObject::invokeMethod(client->positionTimer, "timeout");
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"9x6;-1012;1007"}));
         avatar->alive = false;
         client->sendData(MsgMove, "300;400.5");
         client->sendData(MsgShoot, "300;400");
@@ -255,8 +239,8 @@ private slots:
     void noAvatarOrNoServer()
     {
         client->sendData(MsgMove, "1;2");
+        QMetaObject::invokeMethod(client->positionTimer, "timeout");
         QVERIFY(sentUpToMarker().isEmpty());
-
         server->peer->close();
         QTRY_VERIFY(!client->isConnected());
         QString title;
@@ -269,31 +253,20 @@ private slots:
         QCOMPARE(title, QString("Błąd połączenia"));
     }
 
-    void spawnBuildsTheWorld()
-    {
-        spawnAs(8);
-        const Player *avatar = client->localPlayer;
-        QVERIFY(avatar->isLocal && avatar->alive);
-        QCOMPARE(avatar->pos(), QPointF(100, 100));
-        QCOMPARE(client->sceneryItems.size(), 29);
-        QCOMPARE(client->sceneryItems.first()->pos(), QPointF(80, 600));
-        QCOMPARE(client->sceneryItems.first()->scale(), 2.5);
-        QVERIFY(client->sceneryItems.first()->pixmap().isNull()); // a picture we do not have
-        const Gun *pickUp = client->groundWeapon;
-        QCOMPARE(pickUp->pos(), QPointF(0, 0));
-        QVERIFY(!pickUp->followsOwner);
-        QCOMPARE(pickUp->owner.data(), avatar);
-    }
-
-    void respawn()
+    void spawnAndRespawn()
     {
         spawnAs(2);
         Player *avatar = client->localPlayer;
+        QVERIFY(avatar->isLocal && avatar->alive);
+        QCOMPARE(avatar->pos(), QPointF(100, 100));
+        QCOMPARE(client->sceneryItems.size(), 29);
+        QVERIFY(client->sceneryItems.first()->pixmap().isNull()); // a picture we do not have
+        const Gun *pickUp = client->groundWeapon;
+        QVERIFY(pickUp->pos().isNull() && !pickUp->followsOwner && pickUp->owner == avatar);
         client->respawn(); // alive: nothing happens
         QCOMPARE(client->localPlayer, avatar);
         send("4x2;1;1\n"); // a weapon whose death echo has not come back yet
         QPointer<Gun> held = client->playerGuns.value(avatar);
-
         avatar->alive = false;
         client->respawn();
         client->respawn();
@@ -301,7 +274,6 @@ private slots:
         QVERIFY(!client->localPlayer && !client->groundWeapon);
         QVERIFY(client->players.isEmpty() && client->playerGuns.isEmpty());
         QTRY_VERIFY(!held);
-
         server->send("0x9;0;0\n");
         QCOMPARE(server->take(2), QByteArrayList({"6x9;1;5", "6x9;2;5"}));
         QCOMPARE(client->sceneryItems.size(), 58);
@@ -338,44 +310,38 @@ private slots:
         QVERIFY(other->moveTimer->isActive());
         QCOMPARE(QList<int>({other->speed, other->damage, other->defense}),
                  QList<int>({25, 30, 10}));
-
         server->send("1x2;5;5\n");
         QTRY_VERIFY(client->players.value(2) != other);
         QVERIFY(other->QGraphicsItem::scene()); // replaced in the table, left on the scene
     }
 
-    void pickUpFillsTheSlot()
+    // A pick-up fills a slot; the key for it asks for the weapon, which comes with the echo.
+    void pickUpAndWeaponInTheHand()
     {
-        spawnAs(1);
+        spawnAs(1, 2);
         QSignalSpy changed(client.get(), &Client::inventoryChanged);
         QPointer<Gun> pickUp = client->groundWeapon;
         const int type = pickUp->type;
+        const QByteArray line = "4x1;" + QByteArray::number(type) + ';';
         client->localPlayer->setPos(-20, -20); // over the weapon lying at the origin
         pickUp->followPlayer();
-        QCOMPARE(sentUpToMarker(), QByteArrayList({"4x1;" + QByteArray::number(type) + ";0"}));
+        QCOMPARE(sentUpToMarker(), QByteArrayList({line + '0'}));
         QCOMPARE(client->inventory, QList<int>({type, 0, 0}));
         QCOMPARE(changed, QList<QVariantList>({{0, type}}));
         QVERIFY(!client->groundWeapon);
         QTRY_VERIFY(!pickUp);
-    }
-
-    void weaponInTheHandThroughTheEcho()
-    {
-        spawnAs(1, 2);
-        client->inventory = {2, 0, 0};
         View view(client.get());
         QTest::keyClick(&view, Qt::Key_1);
-        QCOMPARE(sentUpToMarker(), QByteArrayList({"4x1;2;1"}));
+        QCOMPARE(sentUpToMarker(), QByteArrayList({line + '1'}));
         QVERIFY(client->playerGuns.isEmpty()); // nothing until the echo
-        send("4x1;2;1\n");
-        QCOMPARE(client->heldItemId, 2);
-        QCOMPARE(client->playerGuns.value(client->localPlayer)->type, 2);
+        send(line + "1\n");
+        QCOMPARE(client->heldItemId, type);
+        QCOMPARE(client->playerGuns.value(client->localPlayer)->type, type);
         QTest::keyClick(&view, Qt::Key_1);
-        QCOMPARE(sentUpToMarker(), QByteArrayList({"4x1;2;0"}));
-        send("4x1;2;0\n4x1;4;1\n"); // put away, then an item with no weapon
+        QCOMPARE(sentUpToMarker(), QByteArrayList({line + '0'}));
+        send(line + "0\n4x1;4;1\n"); // put away, then an item with no weapon
         QCOMPARE(client->heldItemId, 0);
         QVERIFY(client->playerGuns.isEmpty());
-
         Player *other = client->players.value(2);
         send("4x2;1;1\n");
         QPointer<Gun> first = client->playerGuns.value(other);
@@ -385,33 +351,33 @@ private slots:
         QTRY_VERIFY(!first);
     }
 
-    void shotAndDamageEchoes()
+    // Shots, damage numbers and deaths as echoed; a cleared scene then ends every effect.
+    void shotDamageAndDeathEchoes()
     {
         spawnAs(1, 2);
-        send("3x2;0;0\n4x2;1;1\n");
-        Gun *weapon = client->playerGuns.value(client->players.value(2));
+        send("3x2;0;0\n4x2;1;1\n4x1;1;1\n");
+        QPointer<Player> other = client->players.value(2);
+        QPointer<Gun> weapon = client->playerGuns.value(other);
         QVERIFY(weapon->canShoot); // the shot before the weapon found an empty hand
         send("3x2;900;150\n7x2;17;0\n7x1;-3;0\n");
         QVERIFY(!weapon->canShoot);
         QStringList numbers;
-        for (QGraphicsItem *item : scene->items()) {
+        for (QGraphicsItem *item : scene->items())
             if (auto *text = qgraphicsitem_cast<QGraphicsTextItem *>(item))
                 numbers.append(text->toPlainText());
-        }
-
         numbers.sort();
         QCOMPARE(numbers, QStringList({"-3", "17"}));
-        QCOMPARE(client->players.value(2)->hp, 100);
-    }
-
-    void deaths()
-    {
-        spawnAs(1, 2);
-        send("4x2;2;1\n4x1;1;1\n");
-        QPointer<Player> other = client->players.value(2);
-        QPointer<Gun> weapon = client->playerGuns.value(other);
+        QCOMPARE(other->hp, 100);
+        other->takeDamage(10);
         Player *own = client->localPlayer;
         send("5x2;0;0\n3x2;5;5\n5x2;0;0\n5x1;0;0\n3x1;5;5\n5x1;0;0\n");
+        // Numbers, drops and the death animations each own what drives them.
+        QList<QPointer<QGraphicsObject>> effects;
+        for (QGraphicsItem *item : scene->items())
+            if (QGraphicsObject *object = item->toGraphicsObject();
+                object && !object->children().isEmpty())
+                effects.append(object);
+        QVERIFY(effects.size() >= 5); // two numbers, two drops, an animation
         QVERIFY(!other);
         QTRY_VERIFY(!weapon);
         QCOMPARE(client->players.keys(), QList<int>({1}));
@@ -419,6 +385,11 @@ private slots:
         QCOMPARE(client->localPlayer, own); // the dead figure stays
         QVERIFY(own->isVisible());
         QCOMPARE(own->pixmap().toImage(), QPixmap(":/resources/dead_player.png").toImage());
+        scene->clear();
+        QVERIFY(std::all_of(effects.begin(), effects.end(),
+                            [](const auto &effect) { return !effect; }));
+        client->localPlayer = nullptr; // gone with the scene
+        client->groundWeapon = nullptr;
     }
 
     // The view repaints on a frame clock of its own: what moved, and all of it after a scroll.
@@ -443,7 +414,6 @@ private slots:
         view.centerOn(other);
         const QRegion everything(view.viewport()->rect());
         QTRY_VERIFY((everything - painted.region).isEmpty());
-
         painted.region = QRegion();
         if (scroll)
             view.centerOn(other->pos() + QPointF(150, 0));
@@ -452,27 +422,6 @@ private slots:
         const QRegion changed =
             scroll ? everything : view.mapFromScene(other->sceneBoundingRect()).boundingRect();
         QTRY_VERIFY((changed - painted.region).isEmpty());
-    }
-
-    void clearedSceneEndsEveryEffect()
-    {
-        spawnAs(1, 2);
-        client->players.value(2)->takeDamage(10);
-        send("7x2;10;0\n5x2;0;0\n");
-        // Numbers, drops and the death animation each own what drives them.
-        QList<QPointer<QGraphicsObject>> effects;
-        for (QGraphicsItem *item : scene->items()) {
-            QGraphicsObject *object = item->toGraphicsObject();
-            if (object && !object->children().isEmpty())
-                effects.append(object);
-        }
-
-        QVERIFY(effects.size() >= 4); // a number, two drops, the animation
-        scene->clear();
-        QVERIFY(std::all_of(effects.begin(), effects.end(),
-                            [](const auto &effect) { return !effect; }));
-        client->localPlayer = nullptr; // gone with the scene
-        client->groundWeapon = nullptr;
     }
 };
 
