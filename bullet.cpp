@@ -3,6 +3,7 @@
 #include "player.h"
 
 #include <QGraphicsScene>
+#include <QPixmapCache>
 #include <QTimer>
 
 #include <algorithm>
@@ -44,6 +45,19 @@ bool meet(const QRectF &a, const QRectF &b)
            b.top() <= a.bottom();
 }
 
+// Hundreds of pellets a second share one scaled picture.
+QPixmap picture()
+{
+    const QString key = QStringLiteral("vorlen/bullet");
+    QPixmap scaled;
+    if (!QPixmapCache::find(key, &scaled)) {
+        scaled = QPixmap(":/resources/bullet.png")
+                     .scaled(QSize(14, 10), Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        QPixmapCache::insert(key, scaled);
+    }
+    return scaled;
+}
+
 } // namespace
 
 Bullet::Bullet(QGraphicsScene *scene, QPointF pos, double angle, Player *owner, int lifetimeMs,
@@ -53,8 +67,7 @@ Bullet::Bullet(QGraphicsScene *scene, QPointF pos, double angle, Player *owner, 
     , owner(owner)
     , scene(scene)
 {
-    setPixmap(QPixmap(":/resources/bullet.png")
-                  .scaled(QSize(14, 10), Qt::KeepAspectRatio, Qt::SmoothTransformation));
+    setPixmap(picture());
     const Band band = bandFor(lifetimeMs);
     setScale(band.scale);
     this->damage = multiplySaturated(damage, band.damageFactor);
