@@ -40,7 +40,10 @@ void Gun::followPlayer()
         return;
     // The latch goes up before the signal, so a listener that reacts by
     // touching the weapon again cannot make it emit twice.
-    if (!touchedOwner && collidesWithItem(owner, Qt::IntersectsItemShape)) {
+    // Rectangles first: the shape test maps the avatar's whole outline before it
+    // looks at any rectangle, and most ticks the two are far apart.
+    if (!touchedOwner && sceneBoundingRect().intersects(owner->sceneBox()) &&
+        collidesWithItem(owner, Qt::IntersectsItemShape)) {
         touchedOwner = true;
         emit collidedWithPlayer(type);
     }

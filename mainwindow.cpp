@@ -117,6 +117,9 @@ MainWindow::MainWindow(QWidget *parent)
     // Owned by the window rather than left to the end of the process.
     scene = new QGraphicsScene(this);
     scene->setSceneRect(QRectF(-2000, -2000, 4000, 4000));
+    // Nearly everything in the arena moves every few milliseconds, so an index would be
+    // rebuilt all the time; bullets find the avatars through Player::all() instead.
+    scene->setItemIndexMethod(QGraphicsScene::NoIndex);
     createRuneSystem();
 
     ui->connect->setStyleSheet(

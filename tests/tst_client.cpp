@@ -11,19 +11,24 @@
 #include <QSignalSpy>
 #include <QTimer>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
 
-// Gathers what the widget it watches paints.
+// Gathers what the widget it watches paints, and the most rectangles of one paint.
 struct PaintedArea : QObject
 {
     explicit PaintedArea(QWidget *widget) { widget->installEventFilter(this); }
     QRegion region;
+    int mostRectangles = 0;
     bool eventFilter(QObject *, QEvent *event) override
     {
-        if (event->type() == QEvent::Paint)
-            region += static_cast<QPaintEvent *>(event)->region();
+        if (event->type() == QEvent::Paint) {
+            const QRegion painted = static_cast<QPaintEvent *>(event)->region();
+            region += painted;
+            mostRectangles = std::max(mostRectangles, painted.rectCount());
+        }
         return false;
     }
 };
@@ -392,36 +397,54 @@ private slots:
         client->groundWeapon = nullptr;
     }
 
-    // The view repaints on a frame clock of its own: what moved, and all of it after a scroll.
+    // The view repaints on a frame clock of its own: what moved, one rectangle at a
+    // time, and all of it after a scroll.
     void viewPaintsWhatChanges_data()
     {
         QTest::addColumn<bool>("scroll");
-        QTest::newRow("an avatar moves") << false;
-        QTest::newRow("the view scrolls") << true;
+        QTest::addColumn<bool>("bothMove");
+        QTest::newRow("an avatar moves") << false << false;
+        QTest::newRow("two avatars apart move") << false << true;
+        QTest::newRow("the view scrolls") << true << false;
     }
 
     void viewPaintsWhatChanges()
     {
         QFETCH(bool, scroll);
+        QFETCH(bool, bothMove);
         spawnAs(1, 2);
         View view(client.get());
         view.setSceneRect(-2000, -2000, 4000, 4000);
-        view.resize(400, 300);
+        view.resize(800, 400);
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
         PaintedArea painted(view.viewport());
+        Player *own = client->localPlayer;
         Player *other = client->players.value(2);
-        view.centerOn(other);
+        view.centerOn(QPointF(250, 100));
         const QRegion everything(view.viewport()->rect());
         QTRY_VERIFY((everything - painted.region).isEmpty());
         painted.region = QRegion();
+        auto areaOf = [&view](Player *avatar) {
+            return view.mapFromScene(avatar->sceneBoundingRect()).boundingRect();
+        };
+        QRegion changed = scroll ? everything : areaOf(other);
         if (scroll)
-            view.centerOn(other->pos() + QPointF(150, 0));
+            view.centerOn(QPointF(400, 100));
         else
             other->setPos(other->pos() + QPointF(30, 0));
-        const QRegion changed =
-            scroll ? everything : view.mapFromScene(other->sceneBoundingRect()).boundingRect();
+        if (bothMove) {
+            changed += areaOf(own);
+            own->setPos(own->pos() + QPointF(0, 30));
+            changed += areaOf(own);
+        }
+        if (!scroll)
+            changed += areaOf(other);
         QTRY_VERIFY((changed - painted.region).isEmpty());
+        if (bothMove) {
+            QCOMPARE(painted.mostRectangles, 1);
+            QVERIFY(!painted.region.contains(view.mapFromScene(QPointF(250, 150))));
+        }
     }
 };
 
