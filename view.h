@@ -90,8 +90,8 @@ protected:
     }
 
 private:
-    // Past this many pieces, one rectangle around them is cheaper than a repaint each.
-    static constexpr int maxPieces = 50;
+    // Each repaint has a cost of its own, so there are at most this many a frame.
+    static constexpr int maxPieces = 16;
 
     void gatherChanges(const QList<QRectF> &sceneRects)
     {
@@ -105,14 +105,9 @@ private:
     {
         if (!area.intersects(viewport()->rect()))
             return;
-        bounds |= area;
-        // A moving item reports where it was and where it is: one piece for both.
-        const auto overlapping =
-            std::find_if(pieces.begin(), pieces.end(),
-                         [&area](const QRect &piece) { return piece.intersects(area); });
-        if (overlapping != pieces.end())
-            *overlapping |= area;
-        else if (pieces.size() <= maxPieces)
+        if (QRect *piece = pieceToJoin(area))
+            *piece |= area;
+        else
             pieces.append(area);
         if (frame.isActive())
             return;
@@ -121,17 +116,31 @@ private:
         frame.start(std::max(0, frameMs - int(sinceFrame.elapsed())));
     }
 
+    // A moving item reports where it was and where it is: one piece for both. Once
+    // there are as many pieces as allowed, a change joins the piece it enlarges least.
+    QRect *pieceToJoin(const QRect &area)
+    {
+        auto piece = std::find_if(pieces.begin(), pieces.end(),
+                                  [&area](const QRect &piece) { return piece.intersects(area); });
+        if (piece == pieces.end() && pieces.size() >= maxPieces) {
+            const auto growth = [&area](const QRect &piece) {
+                const QRect joined = piece | area;
+                return qint64(joined.width()) * joined.height() -
+                       qint64(piece.width()) * piece.height();
+            };
+            piece = std::min_element(
+                pieces.begin(), pieces.end(),
+                [&growth](const QRect &a, const QRect &b) { return growth(a) < growth(b); });
+        }
+        return piece == pieces.end() ? nullptr : &*piece;
+    }
+
     void paintChanges()
     {
         sinceFrame.restart();
-        if (pieces.size() > maxPieces) {
-            pieces.clear();
-            pieces.append(bounds);
-        }
         for (const QRect &piece : std::as_const(pieces))
             viewport()->repaint(piece);
         pieces.clear();
-        bounds = QRect();
     }
 
     void leaveArena()
@@ -146,7 +155,6 @@ private:
     QTimer frame;
     QElapsedTimer sinceFrame;
     QList<QRect> pieces; // cleared, not freed: no allocation from frame to frame
-    QRect bounds;
 };
 
 #endif // VIEW_H
