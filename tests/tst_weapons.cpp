@@ -10,7 +10,6 @@
 
 #include <cmath>
 #include <set>
-#include <tuple>
 
 // Weapons turning, cooling down and firing, and bullets flying and hitting.
 class TestWeapons : public QObject
@@ -74,36 +73,29 @@ private slots:
     {
         QTest::addColumn<QList<QPointF>>("corners");
         QTest::addColumn<QString>("roles");
-        QTest::addColumn<bool>("scenery"); // a tree across the path, before the avatars
         QTest::addColumn<QPointF>("start");
         QTest::addColumn<int>("lifetime");
-        QTest::addColumn<int>("hit"); // index into corners, -1 for none
-        QTest::addColumn<int>("tick");
-        QTest::addColumn<int>("hp"); // of the avatar hit, 100 for none
-        const QPointF here(100, 0);
-        const QPointF further(160, 0);
-        const QPointF level(0, 45);
-        QTest::newRow("one") << QList{here} << "a" << false << level << 1000 << 0 << 32 << 90;
-        QTest::newRow("two overlapping")
-            << QList{here, here} << "aa" << false << level << 1000 << 1 << 32 << 90;
-        QTest::newRow("two, upper below by z")
-            << QList{here, here} << "az" << false << level << 1000 << 0 << 32 << 90;
-        QTest::newRow("dead in front")
-            << QList{here, further} << "da" << false << level << 1000 << 1 << 47 << 90;
-        QTest::newRow("owner in front")
-            << QList{here, further} << "oa" << false << level << 1000 << 1 << 47 << 90;
-        QTest::newRow("hidden in front")
-            << QList{here, further} << "ha" << false << level << 1000 << 1 << 47 << 90;
-        QTest::newRow("clear in front")
-            << QList{here, further} << "ta" << false << level << 1000 << 0 << 32 << 90;
-        QTest::newRow("through scenery")
-            << QList{further} << "a" << true << level << 1000 << 0 << 47 << 90;
-        QTest::newRow("transparent corner")
-            << QList{here} << "a" << false << QPointF(0, 2) << 1000 << -1 << 0 << 100;
-        QTest::newRow("reached on the last tick")
-            << QList{here} << "a" << false << QPointF(141, 45) << 0 << 0 << 1 << 95;
-        QTest::newRow("short of it on the last tick")
-            << QList{here} << "a" << false << level << 0 << -1 << 0 << 100;
+        QTest::addColumn<bool>("scenery"); // a tree across the path, before the avatars
+        QTest::addColumn<QPoint>("hit");   // index into corners (-1 for none), and tick
+        QTest::addColumn<int>("hp");       // of the avatar hit, 100 for none
+        const QPointF here(100, 0), further(160, 0), level(0, 45);
+        const auto row = [](const char *tag, QList<QPointF> corners, const char *roles, QPoint hit,
+                            int hp, QPointF start = {0, 45}, int lifetime = 1000,
+                            bool scenery = false) {
+            QTest::newRow(tag) << corners << roles << start << lifetime << scenery << hit << hp;
+        };
+        row("one", {here}, "a", {0, 32}, 90);
+        row("two overlapping", {here, here}, "aa", {1, 32}, 90);
+        row("two, upper below by z", {here, here}, "az", {0, 32}, 90);
+        row("dead in front", {here, further}, "da", {1, 47}, 90);
+        row("owner in front", {here, further}, "oa", {1, 47}, 90);
+        row("hidden in front", {here, further}, "ha", {1, 47}, 90);
+        row("clear in front", {here, further}, "ta", {0, 32}, 90);
+        row("through scenery", {further}, "a", {0, 47}, 90, level, 1000, true);
+        row("transparent corner", {here}, "a", {-1, 0}, 100, {0, 2});
+        // A lifetime of 0 ends after one tick.
+        row("reached on the last tick", {here}, "a", {0, 1}, 95, {141, 45}, 0);
+        row("short of it on the last tick", {here}, "a", {-1, 0}, 100, level, 0);
     }
 
     void flightMatchesShapeQuery()
@@ -127,16 +119,15 @@ private slots:
             avatar->setZValue(roles[i] == 'z' ? -1 : 0);
             avatar->setVisible(roles[i] != 'h');
             avatar->setOpacity(roles[i] == 't' ? 0 : 1);
-            if (roles[i] == 'o')
-                shooter = avatar;
+            shooter = roles[i] == 'o' ? avatar : shooter;
             avatars.append(avatar);
         }
-        const int ticks = lifetime == 0 ? 1 : 100; // a lifetime of 0 ends after one tick
+        const int ticks = lifetime == 0 ? 1 : 100;
         // The plain query, on a bullet that the test moves itself.
         Bullet probe(scene, start, 0, shooter, lifetime, 5);
         probe.flightTimer->stop();
         scene->addItem(&probe);
-        QPoint query(-1, 0); // the avatar hit and the tick
+        QPoint query(-1, 0);
         for (int tick = 1; tick <= ticks && query.x() < 0; ++tick) {
             probe.setPos(start + tick * QPointF(probe.velocityX, probe.velocityY));
             for (QGraphicsItem *item : probe.collidingItems(Qt::IntersectsItemShape)) {
@@ -150,19 +141,16 @@ private slots:
         auto *bullet = new Bullet(scene, start, 0, shooter, lifetime, 5);
         bullet->flightTimer->stop();
         scene->addItem(bullet);
-        int flightHit = -1;
-        int flightTick = 0;
+        QPoint flight(-1, 0);
         for (int tick = 1; tick <= ticks && bullet->QGraphicsItem::scene(); ++tick) {
             bullet->flightStep();
-            for (int i = 0; i < avatars.size() && flightHit < 0; ++i)
-                if (avatars[i]->hp < 100)
-                    std::tie(flightHit, flightTick) = std::tuple(i, tick);
+            for (int i = 0; i < avatars.size() && flight.x() < 0; ++i)
+                flight = avatars[i]->hp < 100 ? QPoint(i, tick) : flight;
         }
-        QCOMPARE(!bullet->QGraphicsItem::scene(), flightHit >= 0 || lifetime == 0);
-        QCOMPARE(QPoint(flightHit, flightTick), query);
-        QTEST(flightHit, "hit");
-        QTEST(flightTick, "tick");
-        QTEST(flightHit >= 0 ? avatars[flightHit]->hp : 100, "hp");
+        QCOMPARE(!bullet->QGraphicsItem::scene(), flight.x() >= 0 || lifetime == 0);
+        QCOMPARE(flight, query);
+        QTEST(flight, "hit");
+        QTEST(flight.x() >= 0 ? avatars[flight.x()]->hp : 100, "hp");
     }
 
     void aimTurnsEvenInCooldown_data()
