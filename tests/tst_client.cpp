@@ -175,29 +175,6 @@ private slots:
         QVERIFY(client->readBuffer.isEmpty());
     }
 
-    // Clicks where they land on the scene; a slot's key asks to take up what it holds,
-    // or to put it away when it is in the hand. Other buttons and keys send nothing.
-    void linesOfInput()
-    {
-        spawnAs(4);
-        client->inventory = {2, 0, 0};
-        client->heldItemId = 2;
-        View view(client.get());
-        view.setSceneRect(0, 0, 2000, 2000);
-        view.resize(400, 300);
-        view.centerOn(1000.4, 1000.6);
-        const QPoint at(10, 20);
-        const QPointF point = view.mapToScene(at);
-        const QByteArray xy =
-            QByteArray::number(point.x(), 'g', 6) + ';' + QByteArray::number(point.y(), 'g', 6);
-        for (Qt::MouseButton button : {Qt::RightButton, Qt::LeftButton, Qt::MiddleButton})
-            QTest::mouseClick(view.viewport(), button, {}, at);
-        for (Qt::Key key : {Qt::Key_1, Qt::Key_2, Qt::Key_4})
-            QTest::keyClick(&view, key);
-        QCOMPARE(sentUpToMarker(),
-                 QByteArrayList({"2x4;" + xy, "3x4;" + xy, "4x4;2;0", "4x4;0;1"}));
-    }
-
     // Nothing goes out before a spawn; a dead avatar walks on this client alone and
     // reports nothing but its death; with the server gone, a send shows the error box.
     void ownAvatarReportsAndOnlyWalksAndDiesWhenDead()
@@ -295,8 +272,10 @@ private slots:
         QVERIFY(other->QGraphicsItem::scene()); // replaced in the table, left on the scene
     }
 
-    // A pick-up fills a slot; the key for it asks for the weapon, which comes with the echo.
-    void pickUpAndWeaponInTheHand()
+    // A pick-up fills a slot; its key asks to take the weapon up, which comes with the
+    // echo, and then to put it away; a key for an empty slot asks for nothing in the hand.
+    // Clicks go where they land on the scene.
+    void inputAndWeaponInTheHand()
     {
         spawnAs(1, 2);
         QSignalSpy changed(client.get(), &Client::inventoryChanged);
@@ -311,14 +290,28 @@ private slots:
         QVERIFY(!client->groundWeapon);
         QTRY_VERIFY(!pickUp);
         View view(client.get());
-        QTest::keyClick(&view, Qt::Key_1);
-        QCOMPARE(sentUpToMarker(), QByteArrayList({line + '1'}));
+        view.setSceneRect(0, 0, 2000, 2000);
+        view.resize(400, 300);
+        view.centerOn(1000.4, 1000.6);
+        const QPoint at(10, 20);
+        const QPointF point = view.mapToScene(at);
+        const QByteArray xy =
+            QByteArray::number(point.x(), 'g', 6) + ';' + QByteArray::number(point.y(), 'g', 6);
+        for (Qt::MouseButton button : {Qt::RightButton, Qt::LeftButton, Qt::MiddleButton})
+            QTest::mouseClick(view.viewport(), button, {}, at);
+        const auto pressKeys = [&view] {
+            for (Qt::Key key : {Qt::Key_1, Qt::Key_2, Qt::Key_4})
+                QTest::keyClick(&view, key);
+        };
+        pressKeys();
+        QCOMPARE(sentUpToMarker(),
+                 QByteArrayList({"2x1;" + xy, "3x1;" + xy, line + '1', "4x1;0;0"}));
         QVERIFY(client->playerGuns.isEmpty()); // nothing until the echo
         send(line + "1\n");
         QCOMPARE(client->heldItemId, type);
         QCOMPARE(client->playerGuns.value(client->localPlayer)->type, type);
-        QTest::keyClick(&view, Qt::Key_1);
-        QCOMPARE(sentUpToMarker(), QByteArrayList({line + '0'}));
+        pressKeys();
+        QCOMPARE(sentUpToMarker(), QByteArrayList({line + '0', "4x1;0;1"}));
         send(line + "0\n4x1;4;1\n"); // put away, then an item with no weapon
         QCOMPARE(client->heldItemId, 0);
         QVERIFY(client->playerGuns.isEmpty());
