@@ -71,34 +71,26 @@ private slots:
         }
     }
 
-    void tooltip_data()
-    {
-        QTest::addColumn<bool>("isMain");
-        QTest::addColumn<int>("id");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("Dominacja") << true << 0
-                                   << "<b>Dominacja</b><br>+20 Siły, +5 Szybkości\nZwiększa "
-                                      "obrażenia fizyczne i szansę na trafienie krytyczne";
-        QTest::newRow("Magia") << false << 3 << "<b>Magia</b><br>+24 do mocy magicznej";
-    }
-
+    // Hovering a rune shows its name and effect beside it, until the pointer leaves.
     void tooltip()
     {
-        QFETCH(bool, isMain);
-        QFETCH(int, id);
-        QFETCH(QString, text);
         w->runesButton->click();
         w->mainRuneButtons.at(1)->click();    // shows the sub-runes
         QCoreApplication::sendPostedEvents(); // and lays them out
-        QToolButton *button = (isMain ? w->mainRuneButtons : w->subRuneButtons).at(id);
-        QEvent enter(QEvent::Enter), leave(QEvent::Leave);
-        QCoreApplication::sendEvent(button, &enter);
-        QVERIFY(w->runeTooltip->isVisible());
-        QCOMPARE(w->runeTooltip->text(), text);
-        QCOMPARE(w->runeTooltip->pos(),
-                 button->mapTo(w->runeEditor, QPoint(button->width() + 5, 0)));
-        QCoreApplication::sendEvent(button, &leave);
-        QVERIFY(!w->runeTooltip->isVisible());
+        const QList<std::pair<QToolButton *, QString>> hovered{
+            {w->mainRuneButtons.at(0), "<b>Dominacja</b><br>+20 Siły, +5 Szybkości\nZwiększa "
+                                       "obrażenia fizyczne i szansę na trafienie krytyczne"},
+            {w->subRuneButtons.at(3), "<b>Magia</b><br>+24 do mocy magicznej"}};
+        for (const auto &[button, text] : hovered) {
+            QEvent enter(QEvent::Enter), leave(QEvent::Leave);
+            QCoreApplication::sendEvent(button, &enter);
+            QVERIFY(w->runeTooltip->isVisible());
+            QCOMPARE(w->runeTooltip->text(), text);
+            QCOMPARE(w->runeTooltip->pos(),
+                     button->mapTo(w->runeEditor, QPoint(button->width() + 5, 0)));
+            QCoreApplication::sendEvent(button, &leave);
+            QVERIFY(!w->runeTooltip->isVisible());
+        }
     }
 
     void statsReachTheAvatar()
