@@ -44,9 +44,8 @@ struct ServerProcess
             process.setChildProcessModifier(inChild);
         QObject::connect(&process, &QProcess::readyReadStandardError, &process,
                          [this] { log += process.readAllStandardError(); });
-        process.start(QCoreApplication::applicationDirPath() + "/../vorlen-server", options
-                                                                                        << "--port"
-                                                                                        << "0");
+        process.start(QCoreApplication::applicationDirPath() + "/../vorlen-server",
+                      options + QStringList{"--port", "0"});
         const auto listening = [this] { return log.mid(log.indexOf("listening on")); };
         if (QTest::qWaitFor([&] { return listening().contains('\n'); }, 10000))
             port = listening().split('\n').first().split(':').last().toUShort();
@@ -431,21 +430,16 @@ private slots:
         // Those in are still served, and those waiting come in as places free up.
         // The system does not promise to accept in the order of connecting.
         std::vector<Peer *> in;
-        int waiting = 0;
-        for (const auto &peer : peers) {
+        for (const auto &peer : peers)
             if (peer->id > 0)
                 in.push_back(peer.get());
-            else
-                waiting += peer->isConnected();
-        }
         in[0]->socket.write("2x0;3;4\n");
-        QTRY_COMPARE(in[0]->lines.last(), expect("2x%1;3;4", {in[0]->id}).first());
+        QTRY_COMPARE(in[0]->lines.last(), "2x" + QByteArray::number(in[0]->id) + ";3;4");
         for (int i = 0; i < 3; ++i)
             in[i]->socket.disconnectFromHost();
         // Generous, for a loaded machine: what counts is that accepting resumes at all.
-        QTRY_VERIFY2_WITH_TIMEOUT(
-            server.log.count("connected from") == accepted + 3,
-            (server.log + QByteArray::number(waiting) + " were waiting").constData(), 20000);
+        QTRY_VERIFY2_WITH_TIMEOUT(server.log.count("connected from") == accepted + 3,
+                                  server.log.constData(), 20000);
         QTRY_COMPARE(served(), accepted);
     }
 
