@@ -1,7 +1,7 @@
 #include "client.h"
 #include "gun.h"
+#include "mainwindow.h"
 #include "player.h"
-#include "recordingserver.h"
 #include "view.h"
 
 #include <QApplication>
@@ -9,6 +9,9 @@
 #include <QGraphicsTextItem>
 #include <QPaintEvent>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTest>
 #include <QTimer>
 
 #include <algorithm>
@@ -30,6 +33,44 @@ struct PaintedArea : QObject
             mostRectangles = std::max(mostRectangles, painted.rectCount());
         }
         return false;
+    }
+};
+
+// A real game server on the client's fixed port, reduced to what tests need: it
+// records every line a client writes and lets the test speak as the server.
+struct RecordingServer
+{
+    QTcpServer server;
+    QTcpSocket *peer = nullptr;
+    QByteArray received;
+    // Waits for the client's connection, and for it to be seen as connected.
+    bool accept(const Client &client)
+    {
+        if (!QTest::qWaitFor([this] { return server.hasPendingConnections(); }))
+            return false;
+        peer = server.nextPendingConnection();
+        return QTest::qWaitFor([&client] { return client.isConnected(); });
+    }
+    void send(const QByteArray &bytes)
+    {
+        peer->write(bytes);
+        peer->flush();
+    }
+    // Everything received so far, split into lines; an unfinished line stays out.
+    QByteArrayList lines()
+    {
+        received += peer->readAll();
+        QByteArrayList complete = received.split('\n');
+        complete.removeLast();
+        return complete;
+    }
+    // Waits until at least `count` lines have come, then hands over all that came.
+    QByteArrayList take(int count)
+    {
+        (void)QTest::qWaitFor([this, count] { return lines().size() >= count; });
+        const QByteArrayList taken = lines();
+        received.clear();
+        return taken;
     }
 };
 
@@ -85,7 +126,8 @@ private slots:
         // Reset, not created afresh: a failed set-up skips cleanup().
         client.reset();
         server = std::make_unique<RecordingServer>();
-        QVERIFY2(server->listen(), "port 7000 is taken: stop the relay before running the tests");
+        QVERIFY2(server->server.listen(QHostAddress::LocalHost, Client::serverPort),
+                 "port 7000 is taken: stop the relay before running the tests");
         scene = std::make_unique<QGraphicsScene>();
         client = std::make_unique<Client>(scene.get(), nullptr);
         QVERIFY(server->accept(*client));
@@ -210,6 +252,21 @@ private slots:
         QCOMPARE(title, QString("Błąd połączenia"));
     }
 
+    // The stats chosen in the lobby go to the server as setup lines, and to the avatar.
+    void statsReachTheAvatar()
+    {
+        MainWindow window;
+        window.stats = {150, 17, 30, 35};
+        client = std::make_unique<Client>(scene.get(), &window);
+        QVERIFY(server->accept(*client));
+        server->send("0x5;0;0\n");
+        QCOMPARE(server->take(2), QByteArrayList({"6x5;1;17", "6x5;2;30"}));
+        const Player *a = client->localPlayer;
+        QCOMPARE((QList<int>{a->hp, a->lastHp, a->speed, a->defense, a->damage}),
+                 (QList<int>{150, 150, 17, 35, 5}));
+        client.reset(); // before the window it belongs to
+    }
+
     void spawnAndRespawn()
     {
         spawnAs(2);
@@ -293,19 +350,15 @@ private slots:
         view.setSceneRect(0, 0, 2000, 2000);
         view.resize(400, 300);
         view.centerOn(1000.4, 1000.6);
-        const QPoint at(10, 20);
-        const QPointF point = view.mapToScene(at);
-        const QByteArray xy =
-            QByteArray::number(point.x(), 'g', 6) + ';' + QByteArray::number(point.y(), 'g', 6);
         for (Qt::MouseButton button : {Qt::RightButton, Qt::LeftButton, Qt::MiddleButton})
-            QTest::mouseClick(view.viewport(), button, {}, at);
+            QTest::mouseClick(view.viewport(), button, {}, QPoint(10, 20));
         const auto pressKeys = [&view] {
             for (Qt::Key key : {Qt::Key_1, Qt::Key_2, Qt::Key_4})
                 QTest::keyClick(&view, key);
         };
         pressKeys();
         QCOMPARE(sentUpToMarker(),
-                 QByteArrayList({"2x1;" + xy, "3x1;" + xy, line + '1', "4x1;0;0"}));
+                 QByteArrayList({"2x1;691;781", "3x1;691;781", line + '1', "4x1;0;0"}));
         QVERIFY(client->playerGuns.isEmpty()); // nothing until the echo
         send(line + "1\n");
         QCOMPARE(client->heldItemId, type);
