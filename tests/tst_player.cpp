@@ -1,5 +1,6 @@
 #include "player.h"
 
+#include <QGraphicsRectItem>
 #include <QGraphicsScene>
 #include <QGraphicsView>
 #include <QPointer>
@@ -17,15 +18,15 @@ class TestPlayer : public QObject
     QGraphicsScene *scene = nullptr;
     Player *avatar = nullptr;
 
-    // Drops are rectangles, flames and the death animation pictures, each on an effect item.
-    template <typename Look> int looks() const
+    // Drops of blood are rectangles, each on an effect item.
+    int drops() const
     {
         int count = 0;
         for (QGraphicsItem *item : scene->items())
-            count += item->parentItem() && dynamic_cast<Look *>(item);
+            count += item->parentItem() && dynamic_cast<QGraphicsRectItem *>(item);
         return count;
     }
-    // Ticks each running bleed and fire the avatar has now, up to `times` while it runs.
+    // Ticks each bleed the avatar has now, up to `times` while it runs.
     void tickEffects(int times)
     {
         for (QTimer *timer : avatar->findChildren<QTimer *>())
@@ -123,9 +124,9 @@ private slots:
         avatar->takeDamage(damage);
         avatar->takeDamage(damage);
         QTEST(avatar->hp, "after");
-        QCOMPARE(looks<QGraphicsRectItem>(), 4);
+        QCOMPARE(drops(), 4);
         tickEffects(5);
-        QCOMPARE(looks<QGraphicsRectItem>(), 20); // two at once, two a tick for four ticks, per hit
+        QCOMPARE(drops(), 20); // two at once, two a tick for four ticks, per hit
         // A marker armed after the hits runs after their report and death steps.
         bool past = false;
         QTimer::singleShot(130, Qt::PreciseTimer, this, [&past] { past = true; });
@@ -135,48 +136,18 @@ private slots:
         QCOMPARE(avatar->alive, !who.startsWith("dead") && died.isEmpty());
     }
 
-    void burn_data()
-    {
-        QTest::addColumn<QStringList>("names");
-        QTest::addColumn<int>("hp");
-        QTest::addColumn<int>("after");
-        for (auto [hp, after] : {std::pair(100, 77), {50, 36}, {4, 0}, {-7, -10}})
-            QTest::addRow("%d", hp) << QStringList{"fire"} << hp << after;
-        // The second burn counts from the health the first one left.
-        QTest::newRow("side by side") << QStringList{"fire", "fire"} << 100 << 58;
-        for (const char *name : {"Fire", ""})
-            QTest::newRow(name) << QStringList{name} << 100 << 100;
-    }
-
-    void burn()
-    {
-        QFETCH(QStringList, names);
-        QFETCH(int, hp);
-        for (const QString &name : names)
-            avatar->effect(name);
-        avatar->hp = hp;
-        tickEffects(3);
-        QCOMPARE(avatar->hp, hp);
-        tickEffects(2); // the fourth tick burns and ends the fire
-        QTEST(avatar->hp, "after");
-        QCOMPARE(looks<QGraphicsPixmapItem>(), 10 * names.count("fire"));
-    }
-
     // Each effect owns what drives it, so a cleared scene ends them all.
     void clearingSceneEndsEveryEffect()
     {
         avatar->takeDamage(1);
-        avatar->effect("fire");
-        QPointer<QTimer> fire = avatar->findChildren<QTimer *>().constLast();
         avatar->death();
         avatar->showDamageNumber(7);
         QList<QPointer<QGraphicsObject>> carriers;
         for (QGraphicsItem *item : scene->items())
             if (QGraphicsObject *carrier = item->toGraphicsObject())
                 carriers << carrier;
-        QCOMPARE(carriers.size(), 6); // two drops, two flames, the death animation, a number
+        QCOMPARE(carriers.size(), 4); // two drops, the death animation, a number
         scene->clear();
-        QVERIFY(!fire); // an avatar gone before the fourth tick takes no burn
         for (const QPointer<QGraphicsObject> &carrier : carriers)
             QVERIFY(!carrier);
     }
