@@ -112,8 +112,9 @@ private slots:
         emit cleared->damage_received(7);
         QCOMPARE(view->scene->items().size(), items);
     }
-    // A fresh weapon ends a cooldown; a reset drops weapon and perks, not the opponent.
-    void weaponsThenReset()
+    // A fresh weapon ends a cooldown. Rows of cards stack, a pick takes the top row and
+    // boosts what the avatar has now, and a reset drops weapon and perks, not the opponent.
+    void weaponsPerksAndReset()
     {
         for (auto [x, type] : {std::pair(0, 1), {0, 1}, {100, 2}, {220, 3}}) {
             press(x);
@@ -123,27 +124,21 @@ private slots:
         }
         press(370);
         Player *enemy = view->enemy, *old = view->player;
+        QSignalSpy reports(old, &Player::damage_received);
+        old->takeDamage(10); // 100 -> 90 through defense 10
         PerkCard *card = deal("Speed Boost", 3.0);
-        pick(deal("Health Boost", 1.5));
+        const QList<PerkCard *> bottom = itemsOf<PerkCard>();
+        QCOMPARE(deal("Health Boost", 1.5)->pos(), card->pos());
+        pick(card);
+        QCOMPARE(itemsOf<PerkCard>(), bottom);
+        QCOMPARE(view->statsText->toPlainText(), "HP: 135\nSpeed: 10\nDamage: 5\nDefense: 10");
+        QTRY_COMPARE_WITH_TIMEOUT(reports.value(0).value(0).toInt(), 10, 500); // the hit alone
         press(760);
         QVERIFY(view->player != old && !view->gun && view->enemy == enemy);
         QCOMPARE(view->statsText->toPlainText(), "HP: 100\nSpeed: 10\nDamage: 5\nDefense: 10");
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         pick(card);
         QVERIFY(itemsOf<PerkCard>().isEmpty() && view->player->speed == 10);
-    }
-
-    void stackedRowsAndHealthBoost()
-    {
-        QSignalSpy reports(view->player, &Player::damage_received);
-        view->player->takeDamage(10); // 100 -> 90 through defense 10
-        view->add_perk();
-        const QList<PerkCard *> bottom = itemsOf<PerkCard>();
-        QCOMPARE(deal("Health Boost", 1.5)->pos(), bottom.last()->pos());
-        pick(bottom.last());
-        QCOMPARE(itemsOf<PerkCard>(), bottom);
-        QCOMPARE(view->statsText->toPlainText(), "HP: 135\nSpeed: 10\nDamage: 5\nDefense: 10");
-        QTRY_COMPARE_WITH_TIMEOUT(reports.value(0).value(0).toInt(), 10, 500); // the hit alone
     }
 
     void perksAtRollEdges_data()
