@@ -36,62 +36,41 @@ struct PaintedArea : QObject
     }
 };
 
-// A real game server on the client's fixed port, reduced to what tests need: it
-// records every line a client writes and lets the test speak as the server.
-struct RecordingServer
-{
-    QTcpServer server;
-    QTcpSocket *peer = nullptr;
-    QByteArray received;
-    // Waits for the client's connection, and for it to be seen as connected.
-    bool accept(const Client &client)
-    {
-        if (!QTest::qWaitFor([this] { return server.hasPendingConnections(); }))
-            return false;
-        peer = server.nextPendingConnection();
-        return QTest::qWaitFor([&client] { return client.isConnected(); });
-    }
-    void send(const QByteArray &bytes)
-    {
-        peer->write(bytes);
-        peer->flush();
-    }
-    // Everything received so far, split into lines; an unfinished line stays out.
-    QByteArrayList lines()
-    {
-        received += peer->readAll();
-        QByteArrayList complete = received.split('\n');
-        complete.removeLast();
-        return complete;
-    }
-    // Waits until at least `count` lines have come, then hands over all that came.
-    QByteArrayList take(int count)
-    {
-        (void)QTest::qWaitFor([this, count] { return lines().size() >= count; });
-        const QByteArrayList taken = lines();
-        received.clear();
-        return taken;
-    }
-};
-
-// One client against a recording server: the lines it reads, the lines it writes,
-// and what each line from the server does to its world.
+// One client against a recording server on the client's fixed port: the lines it
+// reads, the lines it writes, and what each line from the server does to its world.
 class TestClient : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<RecordingServer> server;
+    QTcpServer server;
+    QTcpSocket *peer = nullptr; // the client's connection, as the server sees it
     std::unique_ptr<QGraphicsScene> scene;
     std::unique_ptr<Client> client;
+
+    // A new client, seen connected at both ends; reports come only where a test asks.
+    void connectClient(MainWindow *window = nullptr)
+    {
+        client = std::make_unique<Client>(scene.get(), window);
+        QVERIFY(QTest::qWaitFor([this] { return server.hasPendingConnections(); }));
+        peer = server.nextPendingConnection();
+        QTRY_VERIFY(client->isConnected());
+        client->positionTimer->stop();
+    }
+
+    void serve(const QByteArray &bytes)
+    {
+        peer->write(bytes);
+        peer->flush();
+    }
 
     // Spawns the user's avatar, and another player's if `other` is set.
     void spawnAs(int id, int other = 0)
     {
-        server->send("0x" + QByteArray::number(id) + ";0;0\n");
+        serve("0x" + QByteArray::number(id) + ";0;0\n");
         if (other)
-            server->send("1x" + QByteArray::number(other) + ";400;100\n");
+            serve("1x" + QByteArray::number(other) + ";400;100\n");
         QTRY_VERIFY(client->players.contains(other ? other : id));
-        QCOMPARE(server->take(2).size(), 2); // the setup lines
+        QCOMPARE(sentUpToMarker().size(), 2); // the setup lines
     }
 
     // Sends lines as the server, then a position report of the own avatar as a
@@ -101,44 +80,39 @@ class TestClient : public QObject
         static int barrier = 1000;
         ++barrier;
         const int ownId = client->players.key(client->localPlayer);
-        server->send(lines + "9x" + QByteArray::number(ownId) + ';' + QByteArray::number(barrier) +
-                     ";0\n");
+        serve(lines + "9x" + QByteArray::number(ownId) + ';' + QByteArray::number(barrier) +
+              ";0\n");
         QTRY_COMPARE(client->localPlayer->pos().x(), double(barrier));
     }
 
     // Writes a line past every gate: whatever the client sent before it has arrived.
-    QList<QByteArray> sentUpToMarker()
+    QByteArrayList sentUpToMarker()
     {
         client->socket->write("marker\n");
-        QList<QByteArray> lines;
-        (void)QTest::qWaitFor([&] {
-            lines = server->lines();
-            return !lines.isEmpty() && lines.constLast() == "marker";
-        });
-        server->received.clear();
-        lines.removeLast();
-        return lines;
+        QByteArray received;
+        (void)QTest::qWaitFor([&] { return (received += peer->readAll()).endsWith("marker\n"); });
+        const QByteArrayList lines = received.split('\n');
+        return lines.mid(0, lines.size() - 2);
     }
 
 private slots:
+    void initTestCase()
+    {
+        QVERIFY2(server.listen(QHostAddress::LocalHost, Client::serverPort),
+                 "port 7000 is taken: stop the relay before running the tests");
+    }
+
     void init()
     {
-        // Reset, not created afresh: a failed set-up skips cleanup().
-        client.reset();
-        server = std::make_unique<RecordingServer>();
-        QVERIFY2(server->server.listen(QHostAddress::LocalHost, Client::serverPort),
-                 "port 7000 is taken: stop the relay before running the tests");
+        client.reset(); // of a test whose set-up failed, which skips cleanup()
         scene = std::make_unique<QGraphicsScene>();
-        client = std::make_unique<Client>(scene.get(), nullptr);
-        QVERIFY(server->accept(*client));
-        client->positionTimer->stop(); // reports come only where a test asks for one
+        connectClient();
     }
 
     void cleanup()
     {
         client.reset();
         scene.reset();
-        server.reset();
     }
 
     void parse_data()
@@ -183,10 +157,10 @@ private slots:
 
     void framing()
     {
-        server->send("1x7;30");
+        serve("1x7;30");
         QTRY_COMPARE(client->readBuffer, QByteArray("1x7;30"));
         // The reserved type and types outside 0 to 9 are read and ignored.
-        server->send("0;40\n1x8;0;0\n\n8x1;0;0\n10x2;0;0\n-1x3;0;0\n1x9;5;5\n1x4;");
+        serve("0;40\n1x8;0;0\n\n8x1;0;0\n10x2;0;0\n-1x3;0;0\n1x9;5;5\n1x4;");
         QTRY_COMPARE(client->players.keys(), QList<int>({7, 8, 9}));
         QVERIFY(!client->localPlayer);
         QCOMPARE(client->players.value(7)->pos(), QPointF(300, 40));
@@ -240,7 +214,7 @@ private slots:
         QCOMPARE(sentUpToMarker(), QByteArrayList({"8x6;0;0", "5x6;0;0"}));
         QCOMPARE(avatar->target, QPointF(300, 400.5));
         QVERIFY(avatar->moveTimer->isActive());
-        server->peer->close();
+        peer->close();
         QTRY_VERIFY(!client->isConnected());
         QString title;
         QTimer::singleShot(0, this, [&title] {
@@ -257,10 +231,10 @@ private slots:
     {
         MainWindow window;
         window.stats = {150, 17, 30, 35};
-        client = std::make_unique<Client>(scene.get(), &window);
-        QVERIFY(server->accept(*client));
-        server->send("0x5;0;0\n");
-        QCOMPARE(server->take(2), QByteArrayList({"6x5;1;17", "6x5;2;30"}));
+        connectClient(&window);
+        serve("0x5;0;0\n");
+        QTRY_VERIFY(client->localPlayer);
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"6x5;1;17", "6x5;2;30"}));
         const Player *a = client->localPlayer;
         QCOMPARE((QList<int>{a->hp, a->lastHp, a->speed, a->defense, a->damage}),
                  (QList<int>{150, 150, 17, 35, 5}));
@@ -288,8 +262,9 @@ private slots:
         QVERIFY(!client->localPlayer && !client->groundWeapon);
         QVERIFY(client->players.isEmpty() && client->playerGuns.isEmpty());
         QTRY_VERIFY(!held);
-        server->send("0x9;0;0\n");
-        QCOMPARE(server->take(2), QByteArrayList({"6x9;1;5", "6x9;2;5"}));
+        serve("0x9;0;0\n");
+        QTRY_VERIFY(client->localPlayer);
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"6x9;1;5", "6x9;2;5"}));
         QCOMPARE(client->sceneryItems.size(), 58);
         QVERIFY(client->groundWeapon);
     }
@@ -324,7 +299,7 @@ private slots:
         QVERIFY(other->moveTimer->isActive());
         QCOMPARE(QList<int>({other->speed, other->damage, other->defense}),
                  QList<int>({25, 30, 10}));
-        server->send("1x2;5;5\n");
+        serve("1x2;5;5\n");
         QTRY_VERIFY(client->players.value(2) != other);
         QVERIFY(other->QGraphicsItem::scene()); // replaced in the table, left on the scene
     }
