@@ -91,22 +91,18 @@ class TestRelay : public QObject
     std::vector<std::unique_ptr<Peer>> peers;
     Peer &join(const QHostAddress &from = QHostAddress::LocalHost)
     {
-        peers.push_back(std::make_unique<Peer>(relay->port(), from));
+        Peer &peer = *peers.emplace_back(std::make_unique<Peer>(relay->port(), from));
         // A MsgSpawn that never comes fails where the lines are compared.
-        (void)QTest::qWaitFor(
-            [this] {
-                return peers.back()->id != 0 ||
-                       peers.back()->socket.state() == QAbstractSocket::UnconnectedState;
-            },
-            5000);
-        return *peers.back();
+        const auto settled = [&peer] {
+            return peer.id || peer.socket.state() == QAbstractSocket::UnconnectedState;
+        };
+        (void)QTest::qWaitFor(settled, 5000);
+        return peer;
     }
     void connectMany(quint16 port, int count, bool keepLines = true)
     {
-        for (int i = 0; i < count; ++i) {
-            peers.push_back(std::make_unique<Peer>(port));
-            peers.back()->keepLines = keepLines;
-        }
+        while (count--)
+            peers.emplace_back(std::make_unique<Peer>(port))->keepLines = keepLines;
     }
     RelayLimits limits;
     void restart()
