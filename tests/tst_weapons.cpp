@@ -45,27 +45,6 @@ private slots:
 
     void cleanup() { delete scene; }
 
-    void lifetimeBands_data()
-    {
-        QTest::addColumn<int>("lifetime");
-        QTest::addColumn<double>("scale");
-        QTest::addColumn<int>("damage");
-        QTest::addColumn<QPointF>("velocity"); // per tick
-        QTest::newRow("999") << 999 << 1.0 << 10 << QPointF(2, 0);
-        QTest::newRow("1000") << 1000 << 0.85 << 20 << QPointF(4, 0);
-        QTest::newRow("2000") << 2000 << 0.85 << 20 << QPointF(4, 0);
-        QTest::newRow("2001") << 2001 << 0.7 << 50 << QPointF(15, 0);
-    }
-
-    void lifetimeBands()
-    {
-        QFETCH(int, lifetime);
-        const Bullet bullet(scene, QPointF(), 0, nullptr, lifetime, 10);
-        QTEST(bullet.scale(), "scale");
-        QTEST(bullet.damage, "damage");
-        QTEST(QPointF(bullet.velocityX, bullet.velocityY), "velocity");
-    }
-
     // Flights along +x through avatars stacked in the order given: a alive, d dead,
     // o the bullet's owner, z alive but below the others, h hidden, t fully transparent.
     // The hit, the avatar hit and its tick must be what the plain shape query finds.
@@ -195,7 +174,10 @@ private slots:
             shotgun->shoot(middle(shotgun) + QPointF(100, 0));
             const QList<Bullet *> fired = bullets();
             QCOMPARE(fired.size(), 6);
-            QCOMPARE(fired[0]->lifetimeMs, 1000);
+            // The longer a bullet lives, the faster and stronger it is.
+            QCOMPARE(QList<int>({fired[0]->lifetimeMs, fired[0]->damage, fired[5]->damage}),
+                     QList<int>({1000, 10, 5}));
+            QCOMPARE(std::hypot(fired[5]->velocityX, fired[5]->velocityY), 2.0);
             halfDegrees.insert(
                 qRound(std::atan2(fired[0]->velocityY, fired[0]->velocityX) * 360 / M_PI));
             for (int i = 1; i <= 5; ++i)
@@ -216,6 +198,7 @@ private slots:
         const Bullet *bullet = bullets().first();
         QCOMPARE(bullet->pos(), middle(snipe));
         QCOMPARE(QPointF(bullet->velocityX, bullet->velocityY), QPointF(9, -12));
+        QCOMPARE(bullet->damage, 25);
     }
 
     void followsAndTouchesOwnerUntilGone()
