@@ -185,10 +185,11 @@ private slots:
         QVERIFY(client->readBuffer.isEmpty());
     }
 
-    // Nothing goes out before a spawn; the stats chosen in the lobby go out as setup
-    // lines and into the avatar. A dead avatar walks on this client alone and reports
-    // nothing but its death; with the server gone, a send shows the error box.
-    void ownAvatarSends()
+    // The own avatar's life as this client tells it. Nothing goes out before a spawn; the
+    // stats chosen in the lobby go out as setup lines and into the avatar. A dead avatar
+    // walks on this client alone, reports nothing but its death, and respawns once. With
+    // the server gone, a send shows the error box.
+    void ownAvatarLife()
     {
         MainWindow window;
         window.stats = {150, 17, 30, 35};
@@ -200,12 +201,20 @@ private slots:
         QTRY_VERIFY(client->localPlayer);
         QCOMPARE(sentUpToMarker(), QByteArrayList({"6x6;1;17", "6x6;2;30"}));
         Player *avatar = client->localPlayer;
+        QVERIFY(avatar->isLocal && avatar->alive);
+        QCOMPARE(avatar->pos(), QPointF(100, 100));
         QCOMPARE((QList<int>{avatar->hp, avatar->lastHp, avatar->speed, avatar->defense,
                              avatar->damage}),
                  (QList<int>{150, 150, 17, 35, 5}));
+        QCOMPARE(client->sceneryItems.size(), 29);
+        const Gun *pickUp = client->groundWeapon;
+        QVERIFY(pickUp->pos().isNull() && !pickUp->followsOwner && pickUp->owner == avatar);
+        client->respawn();               // alive: nothing happens
         avatar->setPos(-1012.9, 1007.9); // clear of the weapon lying at the origin
         QMetaObject::invokeMethod(client->positionTimer, "timeout");
         QCOMPARE(sentUpToMarker(), QByteArrayList({"9x6;-1012;1007"}));
+        send("4x6;1;1\n"); // a weapon whose death echo has not come back yet
+        QPointer<Gun> held = client->playerGuns.value(avatar);
         avatar->alive = false;
         client->sendData(MsgMove, "300;400.5");
         client->sendData(MsgShoot, "300;400");
@@ -214,9 +223,18 @@ private slots:
         QMetaObject::invokeMethod(client->positionTimer, "timeout");
         client->sendData(MsgReserved, "0;0");
         emit avatar->died();
-        QCOMPARE(sentUpToMarker(), QByteArrayList({"8x6;0;0", "5x6;0;0"}));
         QCOMPARE(avatar->target, QPointF(300, 400.5));
         QVERIFY(avatar->moveTimer->isActive());
+        client->respawn();
+        client->respawn();
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"8x6;0;0", "5x6;0;0", "rx-1;0;0"}));
+        QVERIFY(!client->localPlayer && !client->groundWeapon);
+        QVERIFY(client->players.isEmpty() && client->playerGuns.isEmpty());
+        QTRY_VERIFY(!held);
+        serve("0x9;0;0\n");
+        QTRY_VERIFY(client->localPlayer);
+        QCOMPARE(sentUpToMarker(), QByteArrayList({"6x9;1;17", "6x9;2;30"}));
+        QVERIFY(client->groundWeapon);
         peer->close();
         QTRY_VERIFY(!client->isConnected());
         QString title;
@@ -228,32 +246,6 @@ private slots:
         client->sendData(MsgMove, "1;1");
         QCOMPARE(title, QString("Błąd połączenia"));
         client.reset(); // before the window it belongs to
-    }
-
-    void spawnAndRespawn()
-    {
-        spawnAs(2);
-        Player *avatar = client->localPlayer;
-        QVERIFY(avatar->isLocal && avatar->alive);
-        QCOMPARE(avatar->pos(), QPointF(100, 100));
-        QCOMPARE(client->sceneryItems.size(), 29);
-        const Gun *pickUp = client->groundWeapon;
-        QVERIFY(pickUp->pos().isNull() && !pickUp->followsOwner && pickUp->owner == avatar);
-        client->respawn(); // alive: nothing happens
-        QCOMPARE(client->localPlayer, avatar);
-        send("4x2;1;1\n"); // a weapon whose death echo has not come back yet
-        QPointer<Gun> held = client->playerGuns.value(avatar);
-        avatar->alive = false;
-        client->respawn();
-        client->respawn();
-        QCOMPARE(sentUpToMarker(), QByteArrayList({"rx-1;0;0"}));
-        QVERIFY(!client->localPlayer && !client->groundWeapon);
-        QVERIFY(client->players.isEmpty() && client->playerGuns.isEmpty());
-        QTRY_VERIFY(!held);
-        serve("0x9;0;0\n");
-        QTRY_VERIFY(client->localPlayer);
-        QCOMPARE(sentUpToMarker(), QByteArrayList({"6x9;1;5", "6x9;2;5"}));
-        QVERIFY(client->groundWeapon);
     }
 
     void unknownIdsChangeNothing_data()
