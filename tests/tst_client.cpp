@@ -4,18 +4,11 @@
 #include "player.h"
 #include "view.h"
 
-#include <QApplication>
-#include <QGraphicsScene>
-#include <QGraphicsTextItem>
-#include <QPaintEvent>
-#include <QSignalSpy>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <QTest>
-#include <QTimer>
+#include <QtNetwork>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <memory>
 

@@ -2,13 +2,9 @@
 #include "mainwindow.h"
 #include "player.h"
 
-#include <QGraphicsScene>
-#include <QGraphicsTextItem>
-#include <QProcess>
-#include <QPushButton>
-#include <QTcpServer>
-#include <QTest>
-#include <QTimer>
+#include <QtNetwork>
+#include <QtTest>
+#include <QtWidgets>
 
 // The built relay and real clients together, as two friends meet them.
 class TestEndToEnd : public QObject

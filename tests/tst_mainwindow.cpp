@@ -1,14 +1,9 @@
 #include "mainwindow.h"
 #include "view.h"
 
-#include <QGraphicsPixmapItem>
-#include <QGraphicsRectItem>
-#include <QLabel>
-#include <QProgressBar>
-#include <QPushButton>
-#include <QTcpSocket>
-#include <QTest>
-#include <QToolButton>
+#include <QtNetwork>
+#include <QtTest>
+#include <QtWidgets>
 
 using Ints = QList<int>;
 

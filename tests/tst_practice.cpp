@@ -4,10 +4,8 @@
 #include "player.h"
 #include "practicetoolview.h"
 
-#include <QGraphicsWidget>
-#include <QSignalSpy>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
+#include <QtWidgets>
 
 // The practice tool: its weapons, the opponent, resets and perk cards.
 class TestPractice : public QObject

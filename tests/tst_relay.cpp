@@ -1,7 +1,6 @@
 #include "relay.h"
 
-#include <QProcess>
-#include <QTcpSocket>
+#include <QtNetwork>
 #include <QtTest>
 #include <climits>
 #include <csignal>

@@ -2,11 +2,9 @@
 #include "mainwindow.h"
 #include "serveraddress.h"
 
-#include <QProcess>
-#include <QPushButton>
-#include <QTcpSocket>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtNetwork>
+#include <QtTest>
+#include <QtWidgets>
 
 // The game server named at start: the form of its address, the program's command
 // line, and a name that does not resolve.

@@ -3,10 +3,8 @@
 #include "shotgun.h"
 #include "snipe.h"
 
-#include <QGraphicsScene>
-#include <QSignalSpy>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <cmath>
 #include <set>
