@@ -50,18 +50,12 @@ class TestClient : public QObject
         client->positionTimer->stop();
     }
 
-    void serve(const QByteArray &bytes)
-    {
-        peer->write(bytes);
-        peer->flush();
-    }
-
     // Spawns the user's avatar, and another player's if `other` is set.
     void spawnAs(int id, int other = 0)
     {
-        serve("0x" + QByteArray::number(id) + ";0;0\n");
+        peer->write("0x" + QByteArray::number(id) + ";0;0\n");
         if (other)
-            serve("1x" + QByteArray::number(other) + ";400;100\n");
+            peer->write("1x" + QByteArray::number(other) + ";400;100\n");
         QTRY_VERIFY(client->players.contains(other ? other : id));
         QCOMPARE(sentUpToMarker().size(), 2); // the setup lines
     }
@@ -73,8 +67,8 @@ class TestClient : public QObject
         static int barrier = 1000;
         ++barrier;
         const int ownId = client->players.key(client->localPlayer);
-        serve(lines + "9x" + QByteArray::number(ownId) + ';' + QByteArray::number(barrier) +
-              ";0\n");
+        peer->write(lines + "9x" + QByteArray::number(ownId) + ';' + QByteArray::number(barrier) +
+                    ";0\n");
         QTRY_COMPARE(client->localPlayer->pos().x(), double(barrier));
     }
 
@@ -144,10 +138,10 @@ private slots:
 
     void framing()
     {
-        serve("1x7;30");
+        peer->write("1x7;30");
         QTRY_COMPARE(client->readBuffer, QByteArray("1x7;30"));
         // The reserved type and types outside 0 to 9 are read and ignored.
-        serve("0;40\n1x8;0;0\n\n8x1;0;0\n10x2;0;0\n-1x3;0;0\n1x9;5;5\n1x4;");
+        peer->write("0;40\n1x8;0;0\n\n8x1;0;0\n10x2;0;0\n-1x3;0;0\n1x9;5;5\n1x4;");
         QTRY_COMPARE(client->players.keys(), QList<int>({7, 8, 9}));
         QVERIFY(!client->localPlayer);
         QCOMPARE(client->players.value(7)->pos(), QPointF(300, 40));
@@ -190,7 +184,7 @@ private slots:
         client->sendData(MsgMove, "1;2");
         QMetaObject::invokeMethod(client->positionTimer, "timeout");
         QVERIFY(sentUpToMarker().isEmpty());
-        serve("0x6;0;0\n");
+        peer->write("0x6;0;0\n");
         QTRY_VERIFY(client->localPlayer);
         QCOMPARE(sentUpToMarker(), QByteArrayList({"6x6;1;17", "6x6;2;30"}));
         Player *avatar = client->localPlayer;
@@ -224,7 +218,7 @@ private slots:
         QVERIFY(!client->localPlayer && !client->groundWeapon);
         QVERIFY(client->players.isEmpty() && client->playerGuns.isEmpty());
         QTRY_VERIFY(!held);
-        serve("0x9;0;0\n");
+        peer->write("0x9;0;0\n");
         QTRY_VERIFY(client->localPlayer);
         QCOMPARE(sentUpToMarker(), QByteArrayList({"6x9;1;17", "6x9;2;30"}));
         QVERIFY(client->groundWeapon);
@@ -342,7 +336,7 @@ private slots:
         QCOMPARE(client->localPlayer, own); // the dead figure stays
         QVERIFY(own->isVisible());
         QCOMPARE(own->pixmap().toImage(), QPixmap(":/resources/dead_player.png").toImage());
-        serve("1x1;5;5\n");
+        peer->write("1x1;5;5\n");
         QTRY_VERIFY(client->players.value(1) != own);
         QVERIFY(own->QGraphicsItem::scene()); // replaced in the table, left on the scene
     }
