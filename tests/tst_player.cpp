@@ -13,22 +13,6 @@ class TestPlayer : public QObject
     QGraphicsScene *scene = nullptr;
     Player *avatar = nullptr;
 
-    // Drops of blood are rectangles, each on an effect item.
-    int drops() const
-    {
-        int count = 0;
-        for (QGraphicsItem *item : scene->items())
-            count += item->parentItem() && dynamic_cast<QGraphicsRectItem *>(item);
-        return count;
-    }
-    // Ticks each bleed the avatar has now, up to `times` while it runs.
-    void tickEffects(int times)
-    {
-        for (QTimer *timer : avatar->findChildren<QTimer *>())
-            for (int i = 0; i < times && timer->isActive(); ++i)
-                QMetaObject::invokeMethod(timer, "timeout");
-    }
-
 private slots:
     void init()
     {
@@ -119,9 +103,13 @@ private slots:
         avatar->takeDamage(damage);
         avatar->takeDamage(damage);
         QTEST(avatar->hp, "after");
-        QCOMPARE(drops(), 4);
-        tickEffects(5);
-        QCOMPARE(drops(), 20); // two at once, two a tick for four ticks, per hit
+        // The avatar, and each drop of blood on its own item: two at once, then two a tick
+        // of its bleed for four ticks, for each hit.
+        QCOMPARE(scene->items().size(), 1 + 2 * 4);
+        for (QTimer *bleed : avatar->findChildren<QTimer *>())
+            for (int tick = 0; tick < 5 && bleed->isActive(); ++tick)
+                QMetaObject::invokeMethod(bleed, "timeout");
+        QCOMPARE(scene->items().size(), 1 + 2 * 20);
         // A marker armed after the hits runs after their report and death steps.
         bool past = false;
         QTimer::singleShot(130, Qt::PreciseTimer, this, [&past] { past = true; });
