@@ -67,6 +67,17 @@ private slots:
         relay.terminate();
         QVERIFY(relay.waitForFinished());
     }
+
+    // Looked up by Qt, and left unconnected like an absent server, which shows the
+    // connection error box at the first thing sent.
+    void unknownNameIsAnAbsentServer()
+    {
+        MainWindow window;
+        window.server = *ServerAddress::parse("arena.invalid");
+        window.findChild<QPushButton *>("connect")->click();
+        QTRY_COMPARE_WITH_TIMEOUT(window.client->socket->state(), QAbstractSocket::UnconnectedState,
+                                  20000);
+    }
 };
 
 QTEST_MAIN(TestEndToEnd)

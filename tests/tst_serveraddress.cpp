@@ -1,13 +1,8 @@
-#include "client.h"
-#include "mainwindow.h"
 #include "serveraddress.h"
 
-#include <QtNetwork>
 #include <QtTest>
-#include <QtWidgets>
 
-// The game server named at start: the form of its address, the program's command
-// line, and a name that does not resolve.
+// The game server named at start: the form of its address, and the program's command line.
 class TestServerAddress : public QObject
 {
     Q_OBJECT
@@ -73,17 +68,6 @@ private slots:
         QTEST(vorlen.exitCode(), "status");
         QTEST(vorlen.readAllStandardOutput(), "out");
         QTEST(vorlen.readAllStandardError(), "error");
-    }
-
-    // Looked up by Qt, and left unconnected like an absent server, which shows the
-    // connection error box at the first thing sent.
-    void unknownNameIsAnAbsentServer()
-    {
-        MainWindow window;
-        window.server = *ServerAddress::parse("arena.invalid");
-        window.findChild<QPushButton *>("connect")->click();
-        QTRY_COMPARE_WITH_TIMEOUT(window.client->socket->state(), QAbstractSocket::UnconnectedState,
-                                  20000);
     }
 };
 
