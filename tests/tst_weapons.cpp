@@ -161,7 +161,9 @@ private slots:
             QCOMPARE(bullet->pos(), muzzle);
     }
 
-    void gunSpreadAndShotgunPellets()
+    // The gun fires one bullet with a little spread, the shotgun five slower, weaker
+    // pellets; the snipe fires later, from where it is then, at the newest target.
+    void whatEachWeaponFires()
     {
         Gun *gun = addWeapon(1);
         Gun *shotgun = addWeapon(2);
@@ -183,10 +185,6 @@ private slots:
             qDeleteAll(fired);
         }
         QCOMPARE(halfDegrees, (std::set<int>{-2, -1, 0, 1}));
-    }
-
-    void snipeFiresFromNewPlaceAtNewestTarget()
-    {
         auto *snipe = new Snipe(scene, owner, false);
         snipe->shoot(QPointF(-300, 0));
         snipe->setPos(300, 200);
