@@ -315,9 +315,7 @@ private slots:
     void ratesKeepTheGamePace_data()
     {
         columns<QByteArray, int, int>("sent", "relayed", "dropped");
-        const auto times = [](const char *line, int count) {
-            return QByteArray(line).repeated(count);
-        };
+        const auto times = [](const char *line, int n) { return QByteArray(line).repeated(n); };
         // Setup of a life, clicks, keys, hits taken and a position report, quickly.
         const QByteArray player = "6x0;1;5\n6x0;2;5\n" + times("2x0;1;1\n", 10) +
                                   times("3x0;1;1\n", 8) + "4x0;1;1\n4x0;0;0\n" +
