@@ -83,7 +83,7 @@ private slots:
         QFETCH(int, lifetime);
         QFETCH(bool, scenery);
         if (scenery) {
-            auto *tree = scene->addPixmap(QPixmap(":/resources/tree1.png"));
+            auto *tree = scene->addPixmap(QPixmap(":/resources/tree2.png"));
             tree->setPos(60, -50);
             tree->setScale(2.5);
         }
