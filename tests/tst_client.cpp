@@ -281,6 +281,14 @@ private slots:
         pressKeys();
         QCOMPARE(sentUpToMarker(),
                  QByteArrayList({"2x1;691;781", "3x1;691;781", line + '1', "4x1;0;0"}));
+        // The view trails the own avatar, centred where it stood before a step, and no copy.
+        const auto middle = [&view] { return view.mapToScene(view.viewport()->rect().center()); };
+        const QPointF before = middle();
+        client->players.value(2)->moveStep();
+        QCOMPARE(middle(), before);
+        client->localPlayer->setPos(900, 900);
+        client->localPlayer->moveStep();
+        QVERIFY((middle() - QPointF(950, 950)).manhattanLength() <= 2);
         QVERIFY(client->playerGuns.isEmpty()); // nothing until the echo
         send(line + "1\n");
         QCOMPARE(client->heldItemId, type);

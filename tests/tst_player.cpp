@@ -47,22 +47,6 @@ private slots:
         QTEST(avatar->moveTimer->isActive(), "walking");
     }
 
-    void viewTrailsOnlyTheLocalAvatar()
-    {
-        scene->setSceneRect(-2000, -2000, 4000, 4000);
-        QGraphicsView view(scene);
-        view.resize(400, 300);
-        auto middle = [&view] { return view.mapToScene(view.viewport()->rect().center()); };
-        const QPointF start = middle();
-        avatar->moveTo(QPointF(1050, 50));
-        avatar->moveStep();
-        QCOMPARE(middle(), start); // another user's copy
-        avatar->isLocal = true;
-        avatar->moveStep();
-        // Centred where the avatar stood before this step, to the pixel grid.
-        QVERIFY((middle() - QPointF(60, 50)).manhattanLength() <= 2);
-    }
-
     void hit_data()
     {
         QTest::addColumn<int>("hp");
