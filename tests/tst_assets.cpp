@@ -36,11 +36,10 @@ private slots:
 
     void pictures()
     {
-        QFETCH(QSize, size);
         QFETCH(int, covered);
         const QString name = QTest::currentDataTag();
         const QImage image(":/resources/" + name + ".png");
-        QCOMPARE(image.size(), size);
+        QTEST(image.size(), "size");
         int area = image.width() * image.height(), drawn = 0;
         for (int i = 0; i < area; ++i)
             drawn += qAlpha(image.pixel(i % image.width(), i / image.width())) > 0;
