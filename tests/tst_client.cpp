@@ -91,15 +91,9 @@ private slots:
 
     void init()
     {
-        client.reset(); // of a test whose set-up failed, which skips cleanup()
+        client.reset(); // the last test's, before the scene it plays on
         scene = std::make_unique<QGraphicsScene>();
         connectClient();
-    }
-
-    void cleanup()
-    {
-        client.reset();
-        scene.reset();
     }
 
     // The numbers a line gives: type and id as read, the values truncated toward zero and
