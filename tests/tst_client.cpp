@@ -65,10 +65,8 @@ class TestClient : public QObject
     void send(const QByteArray &lines)
     {
         static int barrier = 1000;
-        ++barrier;
-        const int ownId = client->players.key(client->localPlayer);
-        peer->write(lines + "9x" + QByteArray::number(ownId) + ';' + QByteArray::number(barrier) +
-                    ";0\n");
+        const QByteArray ownId = QByteArray::number(client->players.key(client->localPlayer));
+        peer->write(lines + "9x" + ownId + ';' + QByteArray::number(++barrier) + ";0\n");
         QTRY_COMPARE(client->localPlayer->pos().x(), double(barrier));
     }
 
