@@ -61,6 +61,10 @@ struct ServerProcess
 
 // Every message of the relay, kept for the tests instead of printed.
 QStringList logged;
+void keepMessage(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    logged << message;
+}
 
 // The lines of text, with "%1", "%2"... standing for the ids in that order.
 QByteArrayList expect(QByteArray text, const QList<int> &ids)
@@ -120,12 +124,7 @@ class TestRelay : public QObject
     }
 
 private slots:
-    void initTestCase()
-    {
-        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
-            logged << message;
-        });
-    }
+    void initTestCase() { qInstallMessageHandler(keepMessage); }
 
     // Sweeps come when the test calls them, unless it sets an interval.
     void init()
