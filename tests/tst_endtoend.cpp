@@ -1,132 +1,76 @@
 #include "client.h"
-#include "gun.h"
+#include "mainwindow.h"
 #include "player.h"
-#include "relay.h"
 
-#include <QGraphicsScene>
-#include <QGraphicsTextItem>
-#include <QTcpSocket>
-#include <QTest>
-#include <QTimer>
+#include <QtNetwork>
+#include <QtTest>
+#include <QtWidgets>
 
-#include <memory>
-
-// The relay and real clients together, as players meet them.
+// The built relay and real clients together, as two friends meet them.
 class TestEndToEnd : public QObject
 {
     Q_OBJECT
 
-    struct Seat
-    {
-        QGraphicsScene scene;
-        Client *client = nullptr;
-        int id() const { return client->players.key(client->localPlayer, -1); }
-    };
-
-    std::unique_ptr<Relay> relay;
-    Seat first;
-    Seat second;
-
-    bool seat(Seat &seat)
-    {
-        seat.client = new Client(&seat.scene, nullptr);
-        return QTest::qWaitFor([&seat] { return seat.client->localPlayer != nullptr; });
-    }
-
-    static bool showsNumber(const QGraphicsScene &scene, const QString &text)
-    {
-        const QList<QGraphicsItem *> items = scene.items();
-        return std::any_of(items.begin(), items.end(), [&text](QGraphicsItem *item) {
-            auto *number = qgraphicsitem_cast<QGraphicsTextItem *>(item);
-            return number && number->toPlainText() == text;
-        });
-    }
+    static int id(const Client *client) { return client->players.key(client->localPlayer, -1); }
 
 private slots:
-    void init()
+    // The relay on a port of its own, the players sent there by address and by name as
+    // --server sends them: they meet, fight to the death and come back. A third, sent to a
+    // name that does not resolve, is left unconnected like one whose server is absent, which
+    // shows the connection error box at the first thing sent.
+    void twoFriendsPlayThroughTheRelay()
     {
-        relay.reset(new Relay); // also ends the relay of a test whose set-up failed
-        QVERIFY2(relay->listen(QHostAddress::LocalHost, Client::serverPort),
-                 "port 7000 is taken: stop the relay before running the tests");
-        QVERIFY(seat(first));
-        QVERIFY(seat(second));
-        QTRY_VERIFY(first.client->players.contains(second.id()));
-        QTRY_VERIFY(second.client->players.contains(first.id()));
-    }
-
-    void cleanup()
-    {
-        delete first.client;
-        delete second.client;
-        first.scene.clear();
-        second.scene.clear();
-        relay.reset();
-    }
-
-    void moveWalksTheAvatarOnBothClients()
-    {
-        Player *here = first.client->localPlayer;
-        Player *there = second.client->players.value(first.id());
-        first.client->sendData(MsgMove, "600;150");
-        QTRY_COMPARE(here->target, QPointF(600, 150));
-        QTRY_COMPARE(there->target, QPointF(600, 150));
-        QVERIFY(here->moveTimer->isActive());
-        QVERIFY(there->moveTimer->isActive());
-        for (Player *avatar : {here, there}) {
-            for (int tick = 0; tick < 500 && avatar->moveTimer->isActive(); ++tick)
-                avatar->moveStep();
-            QCOMPARE(avatar->pos(), QPointF(550, 100));
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        const quint16 port = probe.serverPort();
+        probe.close();
+        QVERIFY(port != Client::serverPort);
+        QProcess relay;
+        relay.setReadChannel(QProcess::StandardError);
+        relay.start(QCoreApplication::applicationDirPath() + "/../vorlen-server",
+                    {"--port", QString::number(port)});
+        QVERIFY(relay.waitForReadyRead()); // listening
+        MainWindow first, second, lost;
+        first.server = *ServerAddress::parse("127.0.0.1:" + QString::number(port));
+        second.server = *ServerAddress::parse("localhost:" + QString::number(port));
+        lost.server = *ServerAddress::parse("arena.invalid");
+        for (MainWindow *window : {&lost, &first, &second}) { // one after the other
+            window->findChild<QPushButton *>("connect")->click();
+            QTRY_VERIFY(window == &lost || window->client->localPlayer);
         }
-    }
+        QTRY_COMPARE_WITH_TIMEOUT(lost.client->socket->state(), QAbstractSocket::UnconnectedState,
+                                  20000);
+        Client *shooter = first.client, *victimSide = second.client;
+        const QList<int> both{id(shooter), id(victimSide)};
+        QTRY_COMPARE(shooter->players.keys(), both);
+        QTRY_COMPARE(victimSide->players.keys(), both);
 
-    void fightToTheDeathAndBack()
-    {
-        const int victimId = second.id();
-        Player *victim = second.client->localPlayer;
+        const int victimId = id(victimSide);
+        Player *victim = victimSide->localPlayer;
         // Both avatars stand at the spawn point, so the first bullet hits.
-        first.client->sendData(MsgSetup, "2;60");
-        first.client->sendData(MsgWeapon, "1;1");
-        Player *shooterThere = second.client->players.value(first.id());
-        QTRY_VERIFY(second.client->playerGuns.contains(shooterThere));
+        shooter->sendData(MsgSetup, "2;60");
+        shooter->sendData(MsgWeapon, "1;1");
+        Player *shooterThere = victimSide->players.value(id(shooter));
+        QTRY_VERIFY(victimSide->playerGuns.contains(shooterThere));
         QTRY_COMPARE(shooterThere->damage, 60);
 
-        // A bystander on the relay hears whatever the victim's client says from now on.
-        QTcpSocket bystander;
-        bystander.connectToHost(QHostAddress::LocalHost, Client::serverPort);
-        QByteArray heard;
-        const QByteArray prefix = 'x' + QByteArray::number(victimId) + ';';
-        const auto fromVictim = [&] {
-            heard += bystander.readAll();
-            QByteArrayList lines;
-            for (const QByteArray &line : heard.split('\n')) {
-                // Introductions and position reports aside, which the relay sends anyway.
-                if (line.mid(1).startsWith(prefix) && !QByteArray("169").contains(line.at(0)))
-                    lines.append(line);
-            }
-            return lines;
-        };
-        QTRY_VERIFY(heard.append(bystander.readAll()).contains('\n'));
-        const int bystanderId = Client::parse(heard.left(heard.indexOf('\n')))->id;
-        bystander.write("9x0;3000;3000\n"); // out of the line of fire on every client
-        for (const Seat *seat : {&first, &second}) {
-            QTRY_VERIFY(seat->client->players.contains(bystanderId));
-            QTRY_COMPARE(seat->client->players.value(bystanderId)->pos(), QPointF(3000, 3000));
-        }
-
-        first.client->sendData(MsgShoot, "150;150");
-        QTRY_COMPARE(fromVictim(), QByteArrayList({"7x" + prefix.mid(1) + "120;0",
-                                                   "5x" + prefix.mid(1) + "0;0"}));
+        shooter->sendData(MsgShoot, "150;150");
+        // The victim's client reports the loss and the death, which reach the shooter's.
+        QTRY_VERIFY(!shooter->players.contains(victimId));
         QVERIFY(!victim->alive);
         QCOMPARE(victim->hp, -20);
-        QTRY_VERIFY(showsNumber(first.scene, "120"));
-        QTRY_VERIFY(showsNumber(second.scene, "120"));
-        QTRY_VERIFY(!first.client->players.contains(victimId));
-        QCOMPARE(second.client->localPlayer, victim); // the dead figure stays
+        QStringList numbers;
+        for (QGraphicsItem *item : shooter->scene->items())
+            if (auto *number = qgraphicsitem_cast<QGraphicsTextItem *>(item))
+                numbers << number->toPlainText();
+        QCOMPARE(numbers, QStringList{"120"});
 
-        second.client->respawn();
-        QTRY_VERIFY(second.client->localPlayer && second.client->localPlayer->alive);
-        QVERIFY(second.id() != victimId);
-        QTRY_VERIFY(first.client->players.contains(second.id()));
+        second.respawnButton->click();
+        QTRY_VERIFY(victimSide->localPlayer && victimSide->localPlayer->alive);
+        QVERIFY(id(victimSide) != victimId);
+        QTRY_VERIFY(shooter->players.contains(id(victimSide)));
+        relay.terminate();
+        QVERIFY(relay.waitForFinished());
     }
 };
 

@@ -4,12 +4,10 @@
 #include "player.h"
 #include "practicetoolview.h"
 
-#include <QGraphicsProxyWidget>
-#include <QSignalSpy>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
+#include <QtWidgets>
 
-// The practice tool: its controls, the opponent, resets and perk cards.
+// The practice tool: its weapons, the opponent, resets and perk cards.
 class TestPractice : public QObject
 {
     Q_OBJECT
@@ -22,6 +20,7 @@ class TestPractice : public QObject
         QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(at));
     }
 
+    // The control on the top edge from this x on; the other tests find them there.
     void press(qreal x) { click({x + 20, 10}); }
 
     void pick(PerkCard *card) { click(card->mapToScene(60, 150)); }
@@ -35,9 +34,10 @@ class TestPractice : public QObject
         return found;
     }
 
-    PerkCard *deal(const char *perk, double multiplier) // a new row, the perk on its top card
+    // A new row from the "add stats" button, the perk on its top card.
+    PerkCard *deal(const char *perk, double multiplier)
     {
-        view->add_perk();
+        press(700);
         PerkCard *card = itemsOf<PerkCard>().last();
         card->perkName = perk;
         card->perkValues = {{perk, multiplier}};
@@ -54,38 +54,14 @@ private slots:
 
     void cleanup() { delete view; }
 
+    // The lobby's button opens the tool, whose avatar takes the stats chosen there.
     void opening()
     {
         MainWindow window;
         window.stats = {120, 7, 9, 3};
         QMetaObject::invokeMethod(window.findChild<QObject *>("practice"), "click");
-        PracticeToolView *opened = window.practiceView;
-        QCOMPARE(opened->statsText->toPlainText(), "HP: 100\nSpeed: 10\nDamage: 5\nDefense: 10");
-        QVERIFY(!opened->gun && !opened->enemy && opened->player->pos() == QPointF(150, 150));
-        QTRY_COMPARE_WITH_TIMEOUT(opened->statsText->toPlainText(),
+        QTRY_COMPARE_WITH_TIMEOUT(window.practiceView->statsText->toPlainText(),
                                   "HP: 120\nSpeed: 7\nDamage: 9\nDefense: 3", 500);
-    }
-
-    void controls_data()
-    {
-        QTest::addColumn<QPointF>("pos");
-        QTest::addColumn<QString>("text");
-        const QPointF places[] = {{0, 0},    {100, 0}, {220, 0}, {370, 0}, {520, 16},
-                                  {520, 36}, {700, 0}, {760, 0}, {0, 200}};
-        const char *texts[] = {"", "", "", "Przeciwnik", "Ruch", "Broń", "add stats", "Reset", ""};
-        for (int i = 0; i < 9; ++i)
-            QTest::addRow("%g,%g", places[i].x(), places[i].y()) << places[i] << texts[i];
-    }
-
-    void controls()
-    {
-        QFETCH(QPointF, pos);
-        QFETCH(QString, text);
-        QStringList found;
-        for (QGraphicsProxyWidget *proxy : itemsOf<QGraphicsProxyWidget>())
-            if (proxy->pos() == pos)
-                found.append(proxy->widget()->property("text").toString());
-        QCOMPARE(found, QStringList{text});
     }
 
     void opponent_data()
@@ -132,8 +108,9 @@ private slots:
         emit cleared->damage_received(7);
         QCOMPARE(view->scene->items().size(), items);
     }
-    // A fresh weapon ends a cooldown; a reset drops weapon and perks, not the opponent.
-    void weaponsThenReset()
+    // A fresh weapon ends a cooldown. Rows of cards stack, a pick takes the top row and
+    // boosts what the avatar has now, and a reset drops weapon and perks, not the opponent.
+    void weaponsPerksAndReset()
     {
         for (auto [x, type] : {std::pair(0, 1), {0, 1}, {100, 2}, {220, 3}}) {
             press(x);
@@ -143,27 +120,21 @@ private slots:
         }
         press(370);
         Player *enemy = view->enemy, *old = view->player;
+        QSignalSpy reports(old, &Player::damage_received);
+        old->takeDamage(10); // 100 -> 90 through defense 10
         PerkCard *card = deal("Speed Boost", 3.0);
-        pick(deal("Health Boost", 1.5));
+        const QList<PerkCard *> bottom = itemsOf<PerkCard>();
+        QCOMPARE(deal("Health Boost", 1.5)->pos(), card->pos());
+        pick(card);
+        QCOMPARE(itemsOf<PerkCard>(), bottom);
+        QCOMPARE(view->statsText->toPlainText(), "HP: 135\nSpeed: 10\nDamage: 5\nDefense: 10");
+        QTRY_COMPARE_WITH_TIMEOUT(reports.value(0).value(0).toInt(), 10, 500); // the hit alone
         press(760);
         QVERIFY(view->player != old && !view->gun && view->enemy == enemy);
         QCOMPARE(view->statsText->toPlainText(), "HP: 100\nSpeed: 10\nDamage: 5\nDefense: 10");
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         pick(card);
         QVERIFY(itemsOf<PerkCard>().isEmpty() && view->player->speed == 10);
-    }
-
-    void stackedRowsAndHealthBoost()
-    {
-        QSignalSpy reports(view->player, &Player::damage_received);
-        view->player->takeDamage(10); // 100 -> 90 through defense 10
-        view->add_perk();
-        const QList<PerkCard *> bottom = itemsOf<PerkCard>();
-        QCOMPARE(deal("Health Boost", 1.5)->pos(), bottom.last()->pos());
-        pick(bottom.last());
-        QCOMPARE(itemsOf<PerkCard>(), bottom);
-        QCOMPARE(view->statsText->toPlainText(), "HP: 135\nSpeed: 10\nDamage: 5\nDefense: 10");
-        QTRY_COMPARE_WITH_TIMEOUT(reports.value(0).value(0).toInt(), 10, 500); // the hit alone
     }
 
     void perksAtRollEdges_data()

@@ -1,25 +1,11 @@
-#include "client.h"
-#include "mainwindow.h"
 #include "serveraddress.h"
 
-#include <QApplication>
-#include <QProcess>
-#include <QPushButton>
-#include <QTcpServer>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
 
-// The game server named at start: the form of its address, the program's command
-// line, and two players meeting on a relay that no build knows of.
+// The game server named at start: the form of its address, and the program's command line.
 class TestServerAddress : public QObject
 {
     Q_OBJECT
-
-    static QString program(const char *name)
-    {
-        return QCoreApplication::applicationDirPath() + "/../" + name;
-    }
 
 private slots:
     void parse_data()
@@ -77,57 +63,11 @@ private slots:
         env.insert("VORLEN_SERVER", environment);
         QProcess vorlen;
         vorlen.setProcessEnvironment(env);
-        vorlen.start(program("vorlen"), arguments);
+        vorlen.start(QCoreApplication::applicationDirPath() + "/../vorlen", arguments);
         QVERIFY(vorlen.waitForFinished());
         QTEST(vorlen.exitCode(), "status");
         QTEST(vorlen.readAllStandardOutput(), "out");
         QTEST(vorlen.readAllStandardError(), "error");
-    }
-
-    // The built relay on a port of its own; two players sent there by address and by name.
-    void twoFriendsMeet()
-    {
-        QTcpServer probe;
-        QVERIFY(probe.listen(QHostAddress::LocalHost));
-        const quint16 port = probe.serverPort();
-        probe.close();
-        QVERIFY(port != Client::serverPort);
-        QProcess relay;
-        relay.setReadChannel(QProcess::StandardError);
-        relay.start(program("vorlen-server"), {"--port", QString::number(port)});
-        QVERIFY(relay.waitForReadyRead()); // listening
-
-        MainWindow first, second;
-        first.server = *ServerAddress::parse("127.0.0.1:" + QString::number(port));
-        second.server = *ServerAddress::parse("localhost:" + QString::number(port));
-        for (MainWindow *window : {&first, &second}) {
-            window->findChild<QPushButton *>("connect")->click();
-            QTRY_VERIFY(window->client->localPlayer);
-        }
-        const QList<int> both{first.client->players.key(first.client->localPlayer),
-                              second.client->players.key(second.client->localPlayer)};
-        QTRY_COMPARE(first.client->players.keys(), both);
-        QTRY_COMPARE(second.client->players.keys(), both);
-        relay.terminate();
-        QVERIFY(relay.waitForFinished());
-    }
-
-    // Looked up by Qt, and refused like an absent server: at the first thing sent.
-    void unknownNameIsAnAbsentServer()
-    {
-        MainWindow window;
-        window.server = *ServerAddress::parse("arena.invalid");
-        window.findChild<QPushButton *>("connect")->click();
-        QTRY_COMPARE_WITH_TIMEOUT(window.client->socket->state(), QAbstractSocket::UnconnectedState,
-                                  20000);
-        QString title;
-        QTimer::singleShot(0, this, [&title] {
-            QWidget *box = QApplication::activeModalWidget();
-            title = box->windowTitle();
-            box->close();
-        });
-        window.client->sendData(MsgMove, "1;1");
-        QCOMPARE(title, QString("Błąd połączenia"));
     }
 };
 

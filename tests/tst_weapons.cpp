@@ -3,14 +3,11 @@
 #include "shotgun.h"
 #include "snipe.h"
 
-#include <QGraphicsScene>
-#include <QSignalSpy>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <cmath>
 #include <set>
-#include <tuple>
 
 // Weapons turning, cooling down and firing, and bullets flying and hitting.
 class TestWeapons : public QObject
@@ -46,27 +43,6 @@ private slots:
 
     void cleanup() { delete scene; }
 
-    void lifetimeBands_data()
-    {
-        QTest::addColumn<int>("lifetime");
-        QTest::addColumn<double>("scale");
-        QTest::addColumn<int>("damage");
-        QTest::addColumn<QPointF>("velocity"); // per tick
-        QTest::newRow("999") << 999 << 1.0 << 10 << QPointF(2, 0);
-        QTest::newRow("1000") << 1000 << 0.85 << 20 << QPointF(4, 0);
-        QTest::newRow("2000") << 2000 << 0.85 << 20 << QPointF(4, 0);
-        QTest::newRow("2001") << 2001 << 0.7 << 50 << QPointF(15, 0);
-    }
-
-    void lifetimeBands()
-    {
-        QFETCH(int, lifetime);
-        const Bullet bullet(scene, QPointF(), 0, nullptr, lifetime, 10);
-        QTEST(bullet.scale(), "scale");
-        QTEST(bullet.damage, "damage");
-        QTEST(QPointF(bullet.velocityX, bullet.velocityY), "velocity");
-    }
-
     // Flights along +x through avatars stacked in the order given: a alive, d dead,
     // o the bullet's owner, z alive but below the others, h hidden, t fully transparent.
     // The hit, the avatar hit and its tick must be what the plain shape query finds.
@@ -74,36 +50,29 @@ private slots:
     {
         QTest::addColumn<QList<QPointF>>("corners");
         QTest::addColumn<QString>("roles");
-        QTest::addColumn<bool>("scenery"); // a tree across the path, before the avatars
         QTest::addColumn<QPointF>("start");
         QTest::addColumn<int>("lifetime");
-        QTest::addColumn<int>("hit"); // index into corners, -1 for none
-        QTest::addColumn<int>("tick");
-        QTest::addColumn<int>("hp"); // of the avatar hit, 100 for none
-        const QPointF here(100, 0);
-        const QPointF further(160, 0);
-        const QPointF level(0, 45);
-        QTest::newRow("one") << QList{here} << "a" << false << level << 1000 << 0 << 32 << 90;
-        QTest::newRow("two overlapping")
-            << QList{here, here} << "aa" << false << level << 1000 << 1 << 32 << 90;
-        QTest::newRow("two, upper below by z")
-            << QList{here, here} << "az" << false << level << 1000 << 0 << 32 << 90;
-        QTest::newRow("dead in front")
-            << QList{here, further} << "da" << false << level << 1000 << 1 << 47 << 90;
-        QTest::newRow("owner in front")
-            << QList{here, further} << "oa" << false << level << 1000 << 1 << 47 << 90;
-        QTest::newRow("hidden in front")
-            << QList{here, further} << "ha" << false << level << 1000 << 1 << 47 << 90;
-        QTest::newRow("clear in front")
-            << QList{here, further} << "ta" << false << level << 1000 << 0 << 32 << 90;
-        QTest::newRow("through scenery")
-            << QList{further} << "a" << true << level << 1000 << 0 << 47 << 90;
-        QTest::newRow("transparent corner")
-            << QList{here} << "a" << false << QPointF(0, 2) << 1000 << -1 << 0 << 100;
-        QTest::newRow("reached on the last tick")
-            << QList{here} << "a" << false << QPointF(141, 45) << 0 << 0 << 1 << 95;
-        QTest::newRow("short of it on the last tick")
-            << QList{here} << "a" << false << level << 0 << -1 << 0 << 100;
+        QTest::addColumn<bool>("scenery"); // a tree across the path, before the avatars
+        QTest::addColumn<QPoint>("hit");   // index into corners (-1 for none), and tick
+        QTest::addColumn<int>("hp");       // of the avatar hit, 100 for none
+        const QPointF here(100, 0), further(160, 0), level(0, 45);
+        const auto row = [](const char *tag, QList<QPointF> corners, const char *roles, QPoint hit,
+                            int hp, QPointF start = {0, 45}, int lifetime = 1000,
+                            bool scenery = false) {
+            QTest::newRow(tag) << corners << roles << start << lifetime << scenery << hit << hp;
+        };
+        row("one", {here}, "a", {0, 32}, 90);
+        row("two overlapping", {here, here}, "aa", {1, 32}, 90);
+        row("two, upper below by z", {here, here}, "az", {0, 32}, 90);
+        row("dead in front", {here, further}, "da", {1, 47}, 90);
+        row("owner in front", {here, further}, "oa", {1, 47}, 90);
+        row("hidden in front", {here, further}, "ha", {1, 47}, 90);
+        row("clear in front", {here, further}, "ta", {0, 32}, 90);
+        row("through scenery", {further}, "a", {0, 47}, 90, level, 1000, true);
+        row("transparent corner", {here}, "a", {-1, 0}, 100, {0, 2});
+        // A lifetime of 0 ends after one tick.
+        row("reached on the last tick", {here}, "a", {0, 1}, 95, {141, 45}, 0);
+        row("short of it on the last tick", {here}, "a", {-1, 0}, 100, level, 0);
     }
 
     void flightMatchesShapeQuery()
@@ -114,7 +83,7 @@ private slots:
         QFETCH(int, lifetime);
         QFETCH(bool, scenery);
         if (scenery) {
-            auto *tree = scene->addPixmap(QPixmap(":/resources/tree1.png"));
+            auto *tree = scene->addPixmap(QPixmap(":/resources/tree2.png"));
             tree->setPos(60, -50);
             tree->setScale(2.5);
         }
@@ -127,16 +96,15 @@ private slots:
             avatar->setZValue(roles[i] == 'z' ? -1 : 0);
             avatar->setVisible(roles[i] != 'h');
             avatar->setOpacity(roles[i] == 't' ? 0 : 1);
-            if (roles[i] == 'o')
-                shooter = avatar;
+            shooter = roles[i] == 'o' ? avatar : shooter;
             avatars.append(avatar);
         }
-        const int ticks = lifetime == 0 ? 1 : 100; // a lifetime of 0 ends after one tick
+        const int ticks = lifetime == 0 ? 1 : 100;
         // The plain query, on a bullet that the test moves itself.
         Bullet probe(scene, start, 0, shooter, lifetime, 5);
         probe.flightTimer->stop();
         scene->addItem(&probe);
-        QPoint query(-1, 0); // the avatar hit and the tick
+        QPoint query(-1, 0);
         for (int tick = 1; tick <= ticks && query.x() < 0; ++tick) {
             probe.setPos(start + tick * QPointF(probe.velocityX, probe.velocityY));
             for (QGraphicsItem *item : probe.collidingItems(Qt::IntersectsItemShape)) {
@@ -150,19 +118,16 @@ private slots:
         auto *bullet = new Bullet(scene, start, 0, shooter, lifetime, 5);
         bullet->flightTimer->stop();
         scene->addItem(bullet);
-        int flightHit = -1;
-        int flightTick = 0;
+        QPoint flight(-1, 0);
         for (int tick = 1; tick <= ticks && bullet->QGraphicsItem::scene(); ++tick) {
             bullet->flightStep();
-            for (int i = 0; i < avatars.size() && flightHit < 0; ++i)
-                if (avatars[i]->hp < 100)
-                    std::tie(flightHit, flightTick) = std::tuple(i, tick);
+            for (int i = 0; i < avatars.size() && flight.x() < 0; ++i)
+                flight = avatars[i]->hp < 100 ? QPoint(i, tick) : flight;
         }
-        QCOMPARE(!bullet->QGraphicsItem::scene(), flightHit >= 0 || lifetime == 0);
-        QCOMPARE(QPoint(flightHit, flightTick), query);
-        QTEST(flightHit, "hit");
-        QTEST(flightTick, "tick");
-        QTEST(flightHit >= 0 ? avatars[flightHit]->hp : 100, "hp");
+        QCOMPARE(!bullet->QGraphicsItem::scene(), flight.x() >= 0 || lifetime == 0);
+        QCOMPARE(flight, query);
+        QTEST(flight, "hit");
+        QTEST(flight.x() >= 0 ? avatars[flight.x()]->hp : 100, "hp");
     }
 
     void aimTurnsEvenInCooldown_data()
@@ -196,7 +161,9 @@ private slots:
             QCOMPARE(bullet->pos(), muzzle);
     }
 
-    void gunSpreadAndShotgunPellets()
+    // The gun fires one bullet with a little spread, the shotgun five slower, weaker
+    // pellets; the snipe fires later, from where it is then, at the newest target.
+    void whatEachWeaponFires()
     {
         Gun *gun = addWeapon(1);
         Gun *shotgun = addWeapon(2);
@@ -207,7 +174,10 @@ private slots:
             shotgun->shoot(middle(shotgun) + QPointF(100, 0));
             const QList<Bullet *> fired = bullets();
             QCOMPARE(fired.size(), 6);
-            QCOMPARE(fired[0]->lifetimeMs, 1000);
+            // The longer a bullet lives, the faster and stronger it is.
+            QCOMPARE(QList<int>({fired[0]->lifetimeMs, fired[0]->damage, fired[5]->damage}),
+                     QList<int>({1000, 10, 5}));
+            QCOMPARE(std::hypot(fired[5]->velocityX, fired[5]->velocityY), 2.0);
             halfDegrees.insert(
                 qRound(std::atan2(fired[0]->velocityY, fired[0]->velocityX) * 360 / M_PI));
             for (int i = 1; i <= 5; ++i)
@@ -215,10 +185,6 @@ private slots:
             qDeleteAll(fired);
         }
         QCOMPARE(halfDegrees, (std::set<int>{-2, -1, 0, 1}));
-    }
-
-    void snipeFiresFromNewPlaceAtNewestTarget()
-    {
         auto *snipe = new Snipe(scene, owner, false);
         snipe->shoot(QPointF(-300, 0));
         snipe->setPos(300, 200);
@@ -228,6 +194,7 @@ private slots:
         const Bullet *bullet = bullets().first();
         QCOMPARE(bullet->pos(), middle(snipe));
         QCOMPARE(QPointF(bullet->velocityX, bullet->velocityY), QPointF(9, -12));
+        QCOMPARE(bullet->damage, 25);
     }
 
     void followsAndTouchesOwnerUntilGone()
