@@ -17,12 +17,14 @@ struct PaintedArea : QObject
 {
     explicit PaintedArea(QWidget *widget) { widget->installEventFilter(this); }
     QRegion region;
+    int paints = 0;
     int mostRectangles = 0;
     bool eventFilter(QObject *, QEvent *event) override
     {
         if (event->type() == QEvent::Paint) {
             const QRegion painted = static_cast<QPaintEvent *>(event)->region();
             region += painted;
+            ++paints;
             mostRectangles = std::max(mostRectangles, painted.rectCount());
         }
         return false;
@@ -381,6 +383,29 @@ private slots:
             QCOMPARE(painted.mostRectangles, 1);
             QVERIFY(!painted.region.contains(view.mapFromScene(QPointF(250, 150))));
         }
+    }
+
+    // However much changes at once, one frame is at most 16 repaints, and they cover it all.
+    void viewRepaintsAFrameInAtMost16Pieces()
+    {
+        spawnAs(1);
+        View view(client.get());
+        view.resize(800, 400);
+        view.show();
+        PaintedArea painted(view.viewport());
+        // A frame of its own, so that none of the view's first is still to come.
+        client->scene->update(view.mapToScene(QRect(0, 0, 1, 1)).boundingRect());
+        QTRY_VERIFY(painted.paints > 1 && painted.region.contains(QPoint(0, 0)));
+        painted.region = QRegion();
+        painted.paints = 0;
+        QRegion changed;
+        for (int i = 0; i < 40; ++i) {
+            const QRect area(19 * i, 37 * i % 380, 6, 6);
+            client->scene->update(view.mapToScene(area).boundingRect());
+            changed += area;
+        }
+        QTRY_VERIFY((changed - painted.region).isEmpty());
+        QCOMPARE(painted.paints, 16);
     }
 };
 
