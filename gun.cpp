@@ -38,10 +38,10 @@ void Gun::followPlayer()
 {
     if (!owner)
         return;
-    // The latch goes up before the signal, so a listener that reacts by
-    // touching the weapon again cannot make it emit twice.
     // Rectangles first: the shape test maps the avatar's whole outline before it
-    // looks at any rectangle, and most ticks the two are far apart.
+    // looks at any rectangle, and most ticks the two are far apart. The latch goes
+    // up before the signal, so a listener that reacts by touching the weapon again
+    // cannot make it emit twice.
     if (!touchedOwner && sceneBoundingRect().intersects(owner->sceneBox()) &&
         collidesWithItem(owner, Qt::IntersectsItemShape)) {
         touchedOwner = true;
