@@ -37,14 +37,6 @@ int multiplySaturated(int value, int factor)
                                   std::numeric_limits<int>::max()));
 }
 
-// Whether two rectangles overlap or touch: inline, for it runs against every
-// avatar on every tick, and it never turns down a pair that QRectF::intersects takes.
-bool meet(const QRectF &a, const QRectF &b)
-{
-    return a.left() <= b.right() && b.left() <= a.right() && a.top() <= b.bottom() &&
-           b.top() <= a.bottom();
-}
-
 // Hundreds of pellets a second share one scaled picture.
 QPixmap picture()
 {
@@ -105,12 +97,11 @@ void Bullet::flightStep()
 // asked only when two or more are touched at once, to put them in its order.
 Player *Bullet::firstTouched()
 {
-    // A little slack, so that a rounding in the rectangles never loses a touch.
-    const QRectF reach = sceneBoundingRect().adjusted(-1, -1, 1, 1);
+    const QRectF rect = sceneBoundingRect();
     Player *touched = nullptr;
     for (Player *player : Player::all()) {
-        if (!meet(reach, player->sceneBox()) || player == owner || !player->alive ||
-            !player->isVisible() || player->QGraphicsItem::scene() != scene ||
+        if (!player->mayTouch(rect) || player == owner || !player->alive || !player->isVisible() ||
+            player->QGraphicsItem::scene() != scene ||
             !collidesWithItem(player, Qt::IntersectsItemShape))
             continue;
         if (touched)

@@ -38,11 +38,9 @@ void Gun::followPlayer()
 {
     if (!owner)
         return;
-    // Rectangles first: the shape test maps the avatar's whole outline before it
-    // looks at any rectangle, and most ticks the two are far apart. The latch goes
-    // up before the signal, so a listener that reacts by touching the weapon again
-    // cannot make it emit twice.
-    if (!touchedOwner && sceneBoundingRect().intersects(owner->sceneBox()) &&
+    // The latch goes up before the signal, so a listener that reacts by
+    // touching the weapon again cannot make it emit twice.
+    if (!touchedOwner && owner->mayTouch(sceneBoundingRect()) &&
         collidesWithItem(owner, Qt::IntersectsItemShape)) {
         touchedOwner = true;
         emit collidedWithPlayer(type);

@@ -38,10 +38,17 @@ public:
     // Centre of the picture in scene coordinates, halves by whole-number division.
     QPointF centre() const;
 
-    // The picture's rectangle on the scene, kept up to date as the avatar moves and
-    // turns: bullets compare it with their own hundreds of times a second. Avatars
-    // stand on the scene directly, so their own position is their scene position.
-    QRectF sceneBox() const { return box; }
+    // Whether a picture standing in `sceneRect` may touch this avatar's: the cheap
+    // test before the outlines, which Qt maps whole before it looks at any rectangle.
+    // Bullets ask it hundreds of times a second, so the avatar's rectangle is kept up
+    // to date as it moves and turns. Touching edges and a pixel of slack count, so a
+    // rounding in the rectangles never loses a touch.
+    bool mayTouch(const QRectF &sceneRect) const
+    {
+        const QRectF reach = sceneRect.adjusted(-1, -1, 1, 1);
+        return reach.left() <= box.right() && box.left() <= reach.right() &&
+               reach.top() <= box.bottom() && box.top() <= reach.bottom();
+    }
 
     bool isLocal = false;
     bool alive = true;
@@ -72,6 +79,8 @@ private:
     void addDrop(QPointF centre);
     void addFlame(QPointF centre);
 
+    // The scene rectangle, renewed in itemChange: avatars stand on the scene directly,
+    // so no parent moves them unseen.
     QRectF box;
 };
 
