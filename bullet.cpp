@@ -1,6 +1,7 @@
 #include "bullet.h"
 
 #include "player.h"
+#include "sceneitems.h"
 
 #include <QGraphicsScene>
 #include <QPixmapCache>
@@ -125,7 +126,7 @@ Player *Bullet::firstInSceneOrder() const
 void Bullet::finish()
 {
     if (scene && QGraphicsItem::scene() == scene)
-        scene->removeItem(this);
+        removeFromScene(this);
     flightTimer->stop();
     deleteLater();
 }

@@ -3,6 +3,7 @@
 #include "gun.h"
 #include "mainwindow.h"
 #include "player.h"
+#include "sceneitems.h"
 #include "serveraddress.h"
 #include "shotgun.h"
 #include "snipe.h"
@@ -271,7 +272,7 @@ void Client::respawn()
     if (id != -1)
         players.remove(id);
     // Silenced at once and deleted later: a late report of its own may be on the stack.
-    scene->removeItem(localPlayer);
+    removeFromScene(localPlayer);
     localPlayer->disconnect(this);
     localPlayer->deleteLater();
     localPlayer = nullptr;
@@ -377,8 +378,7 @@ void Client::endWeapon(Player *avatar)
 // the event loop, since the call may come from inside its own timer tick.
 void Client::discard(Gun *weapon)
 {
-    if (weapon->QGraphicsItem::scene())
-        weapon->QGraphicsItem::scene()->removeItem(weapon);
+    removeFromScene(weapon);
     weapon->followTimer->stop();
     weapon->deleteLater();
 }

@@ -1,11 +1,12 @@
 #include "player.h"
 
+#include "sceneitems.h"
+
 #include <QFont>
 #include <QGraphicsRectItem>
 #include <QGraphicsScene>
 #include <QGraphicsTextItem>
 #include <QGraphicsView>
-#include <QGraphicsWidget>
 #include <QMovie>
 #include <QRandomGenerator>
 #include <QTimer>
@@ -29,12 +30,23 @@ namespace {
 constexpr int bleedTicks = 4;
 constexpr int fireTicks = 4;
 
-// Effects hang their picture on a QGraphicsObject that also owns their timers and
-// movie: whoever deletes the item, its own last tick or a scene being cleared,
-// ends everything that could still touch it.
+// Effects hang their picture on a carrier that also owns their timers and movie:
+// whoever deletes the item, its own last tick or a scene being cleared, ends
+// everything that could still touch it.
+//
+// The carrier's area is its picture's: a scene that reports its changes by the
+// `changed` signal, as the arena's does, repaints all of itself for an item whose
+// area is empty, and repaints where a moved item was by that item's area alone.
+class Carrier : public QGraphicsObject
+{
+public:
+    QRectF boundingRect() const override { return childrenBoundingRect(); }
+    void paint(QPainter *, const QStyleOptionGraphicsItem *, QWidget *) override {}
+};
+
 QGraphicsObject *addEffect(QGraphicsScene *scene, QGraphicsItem *look, QPointF pos)
 {
-    auto *carrier = new QGraphicsWidget;
+    auto *carrier = new Carrier;
     look->setParentItem(carrier);
     carrier->setPos(pos);
     if (scene)
@@ -44,8 +56,7 @@ QGraphicsObject *addEffect(QGraphicsScene *scene, QGraphicsItem *look, QPointF p
 
 void finishEffect(QGraphicsObject *effect)
 {
-    if (effect->scene())
-        effect->scene()->removeItem(effect);
+    removeFromScene(effect);
     effect->deleteLater();
 }
 
