@@ -116,6 +116,8 @@ private:
         frame.start(std::max(0, frameMs - int(sinceFrame.elapsed())));
     }
 
+    static qint64 areaOf(const QRect &rect) { return qint64(rect.width()) * rect.height(); }
+
     // A moving item reports where it was and where it is: one piece for both. Once
     // there are as many pieces as allowed, a change joins the piece it enlarges least.
     QRect *pieceToJoin(const QRect &area)
@@ -124,9 +126,7 @@ private:
                                   [&area](const QRect &piece) { return piece.intersects(area); });
         if (piece == pieces.end() && pieces.size() >= maxPieces) {
             const auto growth = [&area](const QRect &piece) {
-                const QRect joined = piece | area;
-                return qint64(joined.width()) * joined.height() -
-                       qint64(piece.width()) * piece.height();
+                return areaOf(piece | area) - areaOf(piece);
             };
             piece = std::min_element(
                 pieces.begin(), pieces.end(),
@@ -146,11 +146,11 @@ private:
         for (QRect &piece : pieces) {
             piece &= viewport()->rect();
             bounds |= piece;
-            area += qint64(piece.width()) * piece.height();
+            area += areaOf(piece);
         }
         // The arena's scene keeps no index: its list of items comes as it is.
         const qint64 repaintCost = 2400 + 80 * qint64(scene() ? scene()->items().size() : 0);
-        if ((pieces.size() - 1) * repaintCost > qint64(bounds.width()) * bounds.height() - area)
+        if ((pieces.size() - 1) * repaintCost > areaOf(bounds) - area)
             viewport()->repaint(bounds);
         else
             for (const QRect &piece : std::as_const(pieces))

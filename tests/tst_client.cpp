@@ -439,10 +439,7 @@ private slots:
             item = bullet;
             tick = [bullet] { bullet->flightStep(); };
         }
-        auto place = [&] {
-            const QRectF area = item->boundingRect() | item->childrenBoundingRect();
-            return view.mapFromScene(item->mapRectToScene(area)).boundingRect();
-        };
+        auto place = [&] { return view.mapFromScene(item->sceneBoundingRect()).boundingRect(); };
         QRegion stood;
         auto stands = [item] { return item->scene() && item->isVisible(); };
         for (int i = 0; i < ticks && stands(); ++i) {
