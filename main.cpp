@@ -3,32 +3,59 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QPalette>
+#include <algorithm>
 #include <cstdio>
 
 namespace {
 
-// The game server named by --server, else by VORLEN_SERVER, else the build's own;
-// none for a malformed name, which is reported here.
-std::optional<ServerAddress> chosenServer(const QApplication &app)
+// Declares the program's options and gives back the one that names the game server.
+QCommandLineOption describeOptions(QCommandLineParser &parser)
 {
     const ServerAddress standard = ServerAddress::standard();
-    QCommandLineParser parser;
     parser.setApplicationDescription("Top-down arena shooter for a few friends.");
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption serverOption(
+    const QCommandLineOption server(
         "server",
         QString("Game server: a name, an IPv4 address or a bracketed IPv6 address ([::1]:7000); "
                 "also read from VORLEN_SERVER (default %1:%2).")
             .arg(standard.host)
             .arg(standard.port),
         "HOST[:PORT]");
-    parser.addOption(serverOption);
+    parser.addOption(server);
+    return server;
+}
+
+// --help and --version need no display, so they answer on a bare terminal too;
+// anything else goes on to the game.
+void answerWithoutDisplay(int argc, char **argv)
+{
+    const QByteArrayList textOnly{"-h", "-?", "--help", "-v", "--version"};
+    if (std::none_of(argv + 1, argv + argc,
+                     [&textOnly](const char *arg) { return textOnly.contains(arg); }))
+        return;
+    QCoreApplication reader(argc, argv);
+    QCommandLineParser parser;
+    describeOptions(parser);
+    // Qt's own options, such as -platform, are the GUI application's to judge.
+    parser.parse(reader.arguments());
+    if (parser.isSet("version"))
+        parser.showVersion();
+    if (parser.isSet("help"))
+        parser.showHelp();
+}
+
+// The game server named by --server, else by VORLEN_SERVER, else the build's own;
+// none for a malformed name, which is reported here.
+std::optional<ServerAddress> chosenServer(const QApplication &app)
+{
+    QCommandLineParser parser;
+    const QCommandLineOption serverOption = describeOptions(parser);
     parser.process(app);
 
     const bool named = parser.isSet(serverOption);
     if (!named && qEnvironmentVariableIsEmpty("VORLEN_SERVER"))
-        return standard;
+        return ServerAddress::standard();
     const QString text = named ? parser.value(serverOption) : qEnvironmentVariable("VORLEN_SERVER");
     const std::optional<ServerAddress> server = ServerAddress::parse(text);
     if (!server)
@@ -43,9 +70,10 @@ std::optional<ServerAddress> chosenServer(const QApplication &app)
 
 int main(int argc, char **argv)
 {
-    QApplication app(argc, argv);
     QCoreApplication::setApplicationName("vorlen");
     QCoreApplication::setApplicationVersion(VORLEN_VERSION);
+    answerWithoutDisplay(argc, argv);
+    QApplication app(argc, argv);
     const std::optional<ServerAddress> server = chosenServer(app);
     if (!server)
         return 2;

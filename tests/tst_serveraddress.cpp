@@ -57,18 +57,50 @@ private slots:
     {
         QFETCH(QStringList, arguments);
         QFETCH(QString, environment);
-        QTemporaryDir runtime; // keeps the platform's own notes off standard error
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("XDG_RUNTIME_DIR", runtime.path());
         env.insert("VORLEN_SERVER", environment);
-        QProcess vorlen;
-        vorlen.setProcessEnvironment(env);
-        vorlen.start(QCoreApplication::applicationDirPath() + "/../vorlen", arguments);
-        QVERIFY(vorlen.waitForFinished());
+        QVERIFY(run(arguments, env));
         QTEST(vorlen.exitCode(), "status");
         QTEST(vorlen.readAllStandardOutput(), "out");
         QTEST(vorlen.readAllStandardError(), "error");
     }
+
+    // As over a terminal with no graphical session: a display would be refused.
+    void answersWithoutADisplay_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QByteArray>("shown");
+        QTest::newRow("help") << QStringList{"--help"} << QByteArray("--server <HOST[:PORT]>");
+        QTest::newRow("version beside Qt's own option")
+            << QStringList{"-platform", "xcb", "--version"} << QByteArray(VORLEN_VERSION);
+    }
+
+    void answersWithoutADisplay()
+    {
+        QFETCH(QStringList, arguments);
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QT_QPA_PLATFORM", "xcb");
+        env.remove("DISPLAY");
+        env.remove("WAYLAND_DISPLAY");
+        QVERIFY(run(arguments, env));
+        QCOMPARE(vorlen.exitCode(), 0);
+        QFETCH(QByteArray, shown);
+        QVERIFY(vorlen.readAllStandardOutput().contains(shown));
+        QCOMPARE(vorlen.readAllStandardError(), QByteArray());
+    }
+
+private:
+    bool run(const QStringList &arguments, QProcessEnvironment env)
+    {
+        env.insert("XDG_RUNTIME_DIR",
+                   runtime.path()); // keeps the platform's own notes off standard error
+        vorlen.setProcessEnvironment(env);
+        vorlen.start(QCoreApplication::applicationDirPath() + "/../vorlen", arguments);
+        return vorlen.waitForFinished();
+    }
+
+    QTemporaryDir runtime;
+    QProcess vorlen;
 };
 
 QTEST_MAIN(TestServerAddress)
