@@ -55,6 +55,7 @@ constexpr int shotPeriodMs = 1750; // just above the shotgun's cooldown
 constexpr int stepPeriodMs = 1500;
 constexpr int warmUpMs = 2000; // a whole firing cycle, so the flights are in steady state
 constexpr int ownId = 1;
+constexpr double stealTolerated = 2; // % of the machine's time
 
 struct Figures
 {
@@ -62,6 +63,7 @@ struct Figures
     double ticksPercent = 0;
     double paintsPerSecond = 0;
     double cpuPercent = 0;
+    double stealPercent = 0; // of the whole machine's time, taken by the host
 };
 
 // Runs the event loop as the application does (no test helper's naps between
@@ -94,6 +96,28 @@ double processCpuSeconds()
     return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
 }
 
+// The machine's time so far in clock ticks, all of it and what the host took for
+// other guests (steal), from the first line of /proc/stat; none where there is none.
+struct MachineTime
+{
+    qint64 total = 0;
+    qint64 steal = 0;
+};
+
+MachineTime machineTime()
+{
+    QFile stat("/proc/stat");
+    if (!stat.open(QIODevice::ReadOnly))
+        return {};
+    // cpu user nice system idle iowait irq softirq steal; guest time is in user already.
+    const QList<QByteArray> fields = stat.readLine().simplified().split(' ');
+    MachineTime time;
+    for (int i = 1; i <= 8 && i < fields.size(); ++i)
+        time.total += fields[i].toLongLong();
+    time.steal = fields.value(8).toLongLong();
+    return time;
+}
+
 // Watches every event of the process: counts the view's frames and each bullet's
 // flight ticks, and sums the flights that were launched and ended by time within
 // the measured span.
@@ -116,6 +140,7 @@ public:
         sampler.start(100);
         wall.start();
         cpuAtStart = processCpuSeconds();
+        machineAtStart = machineTime();
     }
 
     Figures stop()
@@ -126,6 +151,10 @@ public:
         figures.paintsPerSecond = paints / seconds;
         figures.inFlight = samples ? double(inFlightSum) / samples : 0;
         figures.ticksPercent = nominalTicks ? 100.0 * deliveredTicks / nominalTicks : 0;
+        const MachineTime machine = machineTime();
+        const qint64 machineTicks = machine.total - machineAtStart.total;
+        figures.stealPercent =
+            machineTicks > 0 ? 100.0 * (machine.steal - machineAtStart.steal) / machineTicks : 0;
         measuring = false;
         sampler.stop();
         return figures;
@@ -188,6 +217,7 @@ private:
     QTimer sampler;
     QElapsedTimer wall;
     double cpuAtStart = 0;
+    MachineTime machineAtStart;
     bool measuring = false;
     bool frameOpen = false;
     qint64 paints = 0;
@@ -322,15 +352,17 @@ QByteArray figuresLine(const Figures &f)
     return QByteArray::number(f.inFlight, 'f', 1) + ' ' +
            QByteArray::number(f.ticksPercent, 'f', 1) + ' ' +
            QByteArray::number(f.paintsPerSecond, 'f', 1) + ' ' +
-           QByteArray::number(f.cpuPercent, 'f', 1);
+           QByteArray::number(f.cpuPercent, 'f', 1) + ' ' +
+           QByteArray::number(f.stealPercent, 'f', 1);
 }
 
+// Figures saved before the host's share was measured have none.
 std::optional<Figures> parseFigures(const QList<QByteArray> &fields)
 {
-    if (fields.size() != 4)
+    if (fields.size() != 4 && fields.size() != 5)
         return std::nullopt;
     return Figures{fields[0].toDouble(), fields[1].toDouble(), fields[2].toDouble(),
-                   fields[3].toDouble()};
+                   fields[3].toDouble(), fields.value(4).toDouble()};
 }
 
 // One load in this process: sets up the arena, lets it settle, then measures.
@@ -393,10 +425,12 @@ int measureAll(int seconds, const QString &baselinePath, const QString &savePath
                 before.insert(key, *figures);
         }
     }
-    QByteArray saved =
-        "# load, bullets in flight, % of nominal flight ticks, paints/s, CPU % of one core\n";
-    std::printf("%-20s %9s %8s %9s %7s%s\n", "load", "in flight", "ticks", "paints/s", "CPU %",
+    QByteArray saved = "# load, bullets in flight, % of nominal flight ticks, paints/s, CPU % of "
+                       "one core, % of the machine's time taken by the host\n";
+    std::printf("%-20s %9s %8s %9s %7s %7s%s\n", "load", "in flight", "ticks", "paints/s", "CPU %",
+                "steal %",
                 before.isEmpty() ? "" : "   | before: in flight, ticks, paints/s, CPU %");
+    double mostStolen = 0;
     for (const Load &load : loads) {
         QProcess child;
         child.start(QCoreApplication::applicationFilePath(),
@@ -410,13 +444,20 @@ int measureAll(int seconds, const QString &baselinePath, const QString &savePath
                          child.readAllStandardError().constData());
             return 1;
         }
-        QString line = QString::asprintf("%-20s ", load.title) + row(load, *figures);
+        QString line = QString::asprintf("%-20s ", load.title) + row(load, *figures) +
+                       QString::asprintf(" %7.1f", figures->stealPercent);
         if (before.contains(load.key))
             line += "   | " + row(load, before.value(load.key));
         std::printf("%s\n", qPrintable(line));
         std::fflush(stdout);
         saved += QByteArray(load.key) + ' ' + figuresLine(*figures) + '\n';
+        mostStolen = std::max(mostStolen, figures->stealPercent);
     }
+    // A guest that waits for its host misses timer ticks and paints, whatever its code.
+    if (mostStolen > stealTolerated)
+        std::printf("The host took up to %.1f%% of this machine's time: measure again when it "
+                    "is quieter.\n",
+                    mostStolen);
     if (!savePath.isEmpty()) {
         QFile file(savePath);
         if (!file.open(QIODevice::WriteOnly | QIODevice::Text) ||
