@@ -407,8 +407,40 @@ QString row(const Load &load, const Figures &f)
                              qPrintable(cell(f.cpuPercent, "%.1f", true)));
 }
 
-// Every load in a process of its own, so that none inherits another's leftovers.
-int measureAll(int seconds, const QString &baselinePath, const QString &savePath)
+// One load in a process of its own, so that none inherits another's leftovers.
+std::optional<Figures> measureApart(const Load &load, int seconds)
+{
+    QProcess child;
+    child.start(QCoreApplication::applicationFilePath(),
+                {"--scenario", load.key, "--seconds", QString::number(seconds)});
+    child.waitForFinished(-1);
+    const QList<QByteArray> fields = child.readAllStandardOutput().simplified().split(' ');
+    const std::optional<Figures> figures =
+        fields.value(0) == "figures" ? parseFigures(fields.mid(1)) : std::nullopt;
+    if (child.exitCode() != 0 || !figures) {
+        std::fprintf(stderr, "%s: the measurement failed\n%s", load.title,
+                     child.readAllStandardError().constData());
+        return std::nullopt;
+    }
+    return figures;
+}
+
+// A guest that waits for its host misses timer ticks and paints, whatever its code:
+// of up to `tries` runs, the first with a quiet host, else the quietest.
+std::optional<Figures> measureQuietest(const Load &load, int seconds, int tries)
+{
+    std::optional<Figures> quietest;
+    for (int i = 0; i < tries && (!quietest || quietest->stealPercent > stealTolerated); ++i) {
+        const std::optional<Figures> figures = measureApart(load, seconds);
+        if (!figures)
+            return std::nullopt;
+        if (!quietest || figures->stealPercent < quietest->stealPercent)
+            quietest = figures;
+    }
+    return quietest;
+}
+
+int measureAll(int seconds, int tries, const QString &baselinePath, const QString &savePath)
 {
     QHash<QByteArray, Figures> before;
     if (!baselinePath.isEmpty()) {
@@ -432,18 +464,9 @@ int measureAll(int seconds, const QString &baselinePath, const QString &savePath
                 before.isEmpty() ? "" : "   | before: in flight, ticks, paints/s, CPU %");
     double mostStolen = 0;
     for (const Load &load : loads) {
-        QProcess child;
-        child.start(QCoreApplication::applicationFilePath(),
-                    {"--scenario", load.key, "--seconds", QString::number(seconds)});
-        child.waitForFinished(-1);
-        const QList<QByteArray> fields = child.readAllStandardOutput().simplified().split(' ');
-        const std::optional<Figures> figures =
-            fields.value(0) == "figures" ? parseFigures(fields.mid(1)) : std::nullopt;
-        if (child.exitCode() != 0 || !figures) {
-            std::fprintf(stderr, "%s: the measurement failed\n%s", load.title,
-                         child.readAllStandardError().constData());
+        const std::optional<Figures> figures = measureQuietest(load, seconds, tries);
+        if (!figures)
             return 1;
-        }
         QString line = QString::asprintf("%-20s ", load.title) + row(load, *figures) +
                        QString::asprintf(" %7.1f", figures->stealPercent);
         if (before.contains(load.key))
@@ -453,7 +476,6 @@ int measureAll(int seconds, const QString &baselinePath, const QString &savePath
         saved += QByteArray(load.key) + ' ' + figuresLine(*figures) + '\n';
         mostStolen = std::max(mostStolen, figures->stealPercent);
     }
-    // A guest that waits for its host misses timer ticks and paints, whatever its code.
     if (mostStolen > stealTolerated)
         std::printf("The host took up to %.1f%% of this machine's time: measure again when it "
                     "is quieter.\n",
@@ -467,6 +489,16 @@ int measureAll(int seconds, const QString &baselinePath, const QString &savePath
         }
     }
     return 0;
+}
+
+std::optional<int> positive(const QCommandLineParser &parser, const QCommandLineOption &option)
+{
+    bool ok = false;
+    const int value = parser.value(option).toInt(&ok);
+    if (ok && value >= 1)
+        return value;
+    std::fprintf(stderr, "--%s wants a whole number above 0\n", qPrintable(option.names().first()));
+    return std::nullopt;
 }
 
 } // namespace
@@ -490,21 +522,23 @@ int main(int argc, char *argv[])
     const QCommandLineOption seconds("seconds", "Seconds measured per load (default 8).", "n", "8");
     const QCommandLineOption baseline("baseline", "Show the figures saved in FILE beside.", "file");
     const QCommandLineOption save("save", "Save this build's figures to FILE.", "file");
-    parser.addOptions({scenario, seconds, baseline, save});
+    const QCommandLineOption tries("tries",
+                                   "Measure a load up to N times while its host is busy, and "
+                                   "keep the quietest run (default 3).",
+                                   "n", "3");
+    parser.addOptions({scenario, seconds, baseline, save, tries});
     parser.process(*app);
 
-    bool ok = false;
-    const int span = parser.value(seconds).toInt(&ok);
-    if (!ok || span < 1) {
-        std::fprintf(stderr, "--seconds wants a whole number above 0\n");
+    const std::optional<int> span = positive(parser, seconds);
+    const std::optional<int> runs = positive(parser, tries);
+    if (!span || !runs)
         return 2;
-    }
     if (!parser.isSet(scenario))
-        return measureAll(span, parser.value(baseline), parser.value(save));
+        return measureAll(*span, *runs, parser.value(baseline), parser.value(save));
     const Load *load = loadNamed(parser.value(scenario));
     if (!load) {
         std::fprintf(stderr, "unknown load: %s\n", qPrintable(parser.value(scenario)));
         return 2;
     }
-    return measure(*load, span);
+    return measure(*load, *span);
 }
