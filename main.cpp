@@ -57,7 +57,7 @@ std::optional<ServerAddress> chosenServer(const QApplication &app)
     if (!named && qEnvironmentVariableIsEmpty("VORLEN_SERVER"))
         return ServerAddress::standard();
     const QString text = named ? parser.value(serverOption) : qEnvironmentVariable("VORLEN_SERVER");
-    const std::optional<ServerAddress> server = ServerAddress::parse(text);
+    std::optional<ServerAddress> server = ServerAddress::parse(text);
     if (!server)
         std::fprintf(
             stderr,
