@@ -1,11 +1,13 @@
 // Fills the real arena (window, client, scene and view, offscreen) with remote
 // avatars that fire shotguns as fast as the cooldown allows, speaking to the client
 // as the game server would, and reports how well the client keeps its pace: bullets
-// in flight, flight ticks delivered against nominal, paints and CPU time per second.
+// in flight, flight ticks delivered against nominal, paints and CPU time per second,
+// and how much of the machine's time its host took meanwhile.
 //
-// Without --scenario it runs every load in a fresh process of its own and prints
-// the table; --baseline FILE adds the figures of an earlier build beside it, and
-// --save FILE keeps this build's figures for such a comparison.
+// Without --scenario it runs every load in a fresh process of its own, again while
+// the host is busy (up to --tries times), and prints the table; --baseline FILE adds
+// the figures of an earlier build beside it, and --save FILE keeps this build's
+// figures for such a comparison.
 
 #include "bullet.h"
 #include "client.h"
