@@ -17,6 +17,7 @@
 
 namespace {
 constexpr qsizetype maxLineLength = 64 * 1024;
+constexpr int connectTimeoutMs = 10'000;
 } // namespace
 
 Client::Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent)
@@ -29,9 +30,45 @@ Client::Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent)
     const ServerAddress server = mainWindow ? mainWindow->server : ServerAddress::standard();
     socket->connectToHost(server.host, server.port);
     connect(socket, &QIODevice::readyRead, this, &Client::onReadyRead);
+    // A vanished server is noticed by the kernel's keep-alive probes, a closed one at once.
+    connect(socket, &QAbstractSocket::connected, this, [this] {
+        connectTimer->stop();
+        socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+    });
+    // Queued: the socket may report from inside a handler, which the box must not nest in.
+    connect(socket, &QAbstractSocket::disconnected, this, &Client::showConnectionError,
+            Qt::QueuedConnection);
+    connect(socket, &QAbstractSocket::errorOccurred, this, &Client::showConnectionError,
+            Qt::QueuedConnection);
+    connectTimer = new QTimer(this);
+    connectTimer->setSingleShot(true);
+    connect(connectTimer, &QTimer::timeout, this, &Client::giveUpConnecting);
+    connectTimer->start(connectTimeoutMs);
     positionTimer = new QTimer(this);
     connect(positionTimer, &QTimer::timeout, this, &Client::reportPosition);
     positionTimer->start(4000);
+}
+
+void Client::leave()
+{
+    socket->disconnect(this);
+    socket->abort();
+    connectTimer->stop();
+    positionTimer->stop();
+    players.clear();
+    playerGuns.clear();
+    sceneryItems.clear();
+    localPlayer = nullptr;
+    groundWeapon = nullptr;
+    deleteLater();
+}
+
+void Client::giveUpConnecting()
+{
+    if (isConnected())
+        return;
+    socket->abort();
+    showConnectionError();
 }
 
 std::optional<Client::Line> Client::parse(const QByteArray &line)
@@ -73,8 +110,13 @@ void Client::sendData(int type, const QByteArray &payload)
     socket->write(line);
 }
 
+// One box at a time, and none once the user has seen the connection gone, however many
+// sends and socket reports meet it: the arena closes after that one.
 void Client::showConnectionError()
 {
+    if (errorBoxOpen || connectionGoneSeen)
+        return;
+    errorBoxOpen = true;
     QMessageBox box;
     box.setWindowTitle("Błąd połączenia");
     box.setText("Brak połączenia z serwerami gry.\nSprawdź stan swojej sieci lub upewnij się że "
@@ -85,6 +127,11 @@ void Client::showConnectionError()
         "#666; padding: 5px; } QPushButton:hover { background-color: #555; } "
         "QPushButton:pressed { background-color: #222; } ");
     box.exec();
+    errorBoxOpen = false;
+    // A send while still connecting may meet the box and then the server.
+    connectionGoneSeen = socket->state() == QAbstractSocket::UnconnectedState;
+    if (connectionGoneSeen)
+        emit connectionErrorClosed();
 }
 
 void Client::onReadyRead()
@@ -240,6 +287,14 @@ void Client::layOutScenery()
         {":/resources/flower2.png", {1400, 400}}, {":/resources/flower3.png", {1750, 300}},
         {":/resources/flower4.png", {1950, 150}},
     };
+    // A respawn lays the same scenery on the same spots: the old pieces go, so that the
+    // arena costs as much after the hundredth death as after the first, and the new
+    // avatar stands under the trees as the first one did.
+    for (QGraphicsPixmapItem *item : std::as_const(sceneryItems)) {
+        scene->removeItem(item);
+        delete item;
+    }
+    sceneryItems.clear();
     for (const ItemData &data : items) {
         auto *item = new QGraphicsPixmapItem(QPixmap(data.path));
         scene->addItem(item);

@@ -52,6 +52,9 @@ public:
 
     void sendData(int type, const QByteArray &payload);
     bool isConnected() const;
+    // Ends the visit at once: nothing more is read, sent or timed, and the tables let
+    // go of the world, which the scene's owner clears. The object goes later.
+    void leave();
     // Bytes as they come from the server: whole lines are handled, the rest waits.
     void receive(const QByteArray &bytes);
     void handle(QByteArray line);
@@ -80,9 +83,14 @@ public:
     QByteArray readBuffer;
     bool skippingLongLine = false;
     QTimer *positionTimer;
+    QTimer *connectTimer; // a server that has not answered by its timeout counts as failed
+    bool errorBoxOpen = false;
+    bool connectionGoneSeen = false;
 
 signals:
     void inventoryChanged(int slotIndex, int itemId);
+    // The user has closed the connection error box, and the connection is gone.
+    void connectionErrorClosed();
 
 private slots:
     void onReadyRead();
@@ -95,6 +103,7 @@ private:
     void layOutGroundWeapon();
     void layOutScenery();
     void showConnectionError();
+    void giveUpConnecting();
 };
 
 #endif // CLIENT_H

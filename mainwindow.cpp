@@ -18,6 +18,7 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -147,18 +148,18 @@ MainWindow::MainWindow(QWidget *parent)
 MainWindow::~MainWindow()
 {
     delete ui;
+    // Before the scene, whose end would scroll the view and so move the head-up display.
+    delete view;
 }
 
 void MainWindow::on_connect_clicked()
 {
     client = new Client(scene, this, this);
-    scene->clear();
-    respawnProxy = nullptr;
-    std::fill(std::begin(slotFrames), std::end(slotFrames), nullptr);
-    std::fill(std::begin(slotIcons), std::end(slotIcons), nullptr);
+    clearArena();
 
     delete view;
     view = new View(client, this);
+    connect(view, &View::left, this, &MainWindow::clearArena);
     view->setScene(scene);
     view->setGeometry(rect());
     view->setBackgroundBrush(QBrush(QPixmap(":/resources/background.png")));
@@ -186,9 +187,29 @@ void MainWindow::on_connect_clicked()
         slotIcons[i]->setZValue(10000);
     }
     placeSlotBar();
+    // The head-up display keeps the corners of the window, wherever the view scrolls.
+    for (const QScrollBar *bar : {view->horizontalScrollBar(), view->verticalScrollBar()})
+        connect(bar, &QScrollBar::valueChanged, this, &MainWindow::placeHud);
     connect(client, &Client::inventoryChanged, this,
             [this](int slotIndex, int itemId) { updateSlotIcon(slotIndex, itemId); });
     view->setFocus(Qt::OtherFocusReason);
+}
+
+// Everything of a visit goes with it: avatars, weapons, bullets and effects stop at
+// once, instead of running on behind the lobby until the next entry.
+void MainWindow::clearArena()
+{
+    scene->clear();
+    respawnProxy = nullptr;
+    std::fill(std::begin(slotFrames), std::end(slotFrames), nullptr);
+    std::fill(std::begin(slotIcons), std::end(slotIcons), nullptr);
+}
+
+void MainWindow::placeHud()
+{
+    if (respawnProxy)
+        placeRespawnButton();
+    placeSlotBar();
 }
 
 QPointF MainWindow::viewportCornerInScene(int x, int y) const
@@ -226,9 +247,7 @@ void MainWindow::resizeEvent(QResizeEvent *event)
     QMainWindow::resizeEvent(event);
     if (view && view->isVisible()) {
         view->setGeometry(rect());
-        if (respawnProxy)
-            placeRespawnButton();
-        placeSlotBar();
+        placeHud();
     }
 
     const QSize central = ui->centralwidget->size();
@@ -269,8 +288,9 @@ void MainWindow::openArmory()
     practiceView->show();
     practiceView->setFocus(Qt::OtherFocusReason);
 
-    auto *transfer = new QTimer(this);
-    connect(transfer, &QTimer::timeout, this, [this, transfer, view = practiceView] {
+    // The tool's child: a tool left before the stats arrive takes the transfer with it.
+    auto *transfer = new QTimer(practiceView);
+    connect(transfer, &QTimer::timeout, this, [this, transfer, view = practiceView.data()] {
         Player *player = view->player;
         player->hp = stats.health;
         player->lastHp = stats.health;

@@ -54,7 +54,7 @@ public:
     QGraphicsProxyWidget *respawnProxy = nullptr;
     QGraphicsRectItem *slotFrames[3] = {};
     QGraphicsPixmapItem *slotIcons[3] = {};
-    PracticeToolView *practiceView = nullptr;
+    QPointer<PracticeToolView> practiceView; // ends itself when the user leaves it
 
     QPushButton *runesButton = nullptr;
     QWidget *runeEditor = nullptr;
@@ -96,6 +96,8 @@ private:
     void updateRuneButtons();
     void updateStatsFromRunes();
     void openRuneEditor();
+    void clearArena();
+    void placeHud();
     void placeRespawnButton();
     void placeSlotBar();
     QPointF viewportCornerInScene(int x, int y) const;

@@ -43,6 +43,7 @@ template <class T> void discardLater(T *&field)
 PracticeToolView::PracticeToolView(QWidget *parent)
     : QGraphicsView(parent)
 {
+    setAttribute(Qt::WA_DeleteOnClose);
     scene = new QGraphicsScene(this);
     setScene(scene);
     scene->setSceneRect(QRectF(0, 0, 800, 600));
@@ -295,7 +296,6 @@ void PracticeToolView::keyPressEvent(QKeyEvent *event)
         QGraphicsView::keyPressEvent(event);
         return;
     }
+    // Left for good: the tool goes with its scene and every timer of the visit.
     close();
-    // Hidden for good: the opponent goes without a death that nobody would see.
-    discardEnemySide();
 }

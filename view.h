@@ -50,10 +50,26 @@ public:
         if (client) {
             setScene(client->scene);
             connect(client->scene, &QGraphicsScene::changed, this, &View::gatherChanges);
+            // Queued: the box may have come up inside a handler that is still running.
+            connect(client, &Client::connectionErrorClosed, this, &View::leaveArena,
+                    Qt::QueuedConnection);
         }
     }
 
     QPointer<Client> client; // the Client deletes itself on leaving
+
+    // Ends the visit: the connection and everything of the world stop at once.
+    void leaveArena()
+    {
+        if (client)
+            client->leave();
+        close();
+        emit left();
+    }
+
+signals:
+    // The arena is closed; what is left on its scene is for the scene's owner to clear.
+    void left();
 
 protected:
     void scrollContentsBy(int dx, int dy) override
@@ -156,15 +172,6 @@ private:
             for (const QRect &piece : std::as_const(pieces))
                 viewport()->repaint(piece);
         pieces.clear();
-    }
-
-    void leaveArena()
-    {
-        delete std::exchange(client->groundWeapon, nullptr);
-        client->sceneryItems.clear();
-        client->playerGuns.clear();
-        client->deleteLater();
-        close();
     }
 
     QTimer frame;

@@ -5,6 +5,8 @@
 #include "player.h"
 #include "view.h"
 
+#include "errorboxes.h"
+
 #include <QtNetwork>
 #include <QtTest>
 #include <QtWidgets>
@@ -168,7 +170,7 @@ private slots:
     // The own avatar's life as this client tells it. Nothing goes out before a spawn; the
     // stats chosen in the lobby go out as setup lines and into the avatar. A dead avatar
     // walks on this client alone, reports nothing but its death, and asks once to come
-    // back, leaving nothing behind. With the server gone, a send shows the error box.
+    // back, leaving nothing behind. The server going away shows the error box once.
     void ownAvatarLife()
     {
         MainWindow window;
@@ -211,17 +213,57 @@ private slots:
         QVERIFY(!client->localPlayer && !client->groundWeapon);
         QVERIFY(client->players.isEmpty() && client->playerGuns.isEmpty());
         QTRY_VERIFY(!held);
+        // The server going away brings one box by itself; sends after it raise no more.
+        ErrorBoxes boxes;
+        QSignalSpy closed(client.get(), &Client::connectionErrorClosed);
         peer->close();
-        QTRY_VERIFY(!client->isConnected());
-        QString title;
-        QTimer::singleShot(0, this, [&title] {
-            QWidget *box = QApplication::activeModalWidget();
-            title = box->windowTitle();
-            box->close();
-        });
+        QTRY_COMPARE(closed.size(), 1);
         client->sendData(MsgMove, "1;1");
-        QCOMPARE(title, QString("Błąd połączenia"));
+        QMetaObject::invokeMethod(client->positionTimer, "timeout");
+        QCOMPARE(boxes.seen, 1);
+        QCOMPARE(boxes.title, QString("Błąd połączenia"));
         client.reset(); // before the window it belongs to
+    }
+
+    // Death after death, the arena is what the first spawn laid out: 29 pieces of scenery
+    // on the same spots and over the user's new avatar, and nothing else left of a life.
+    void respawnsLayTheSameArena()
+    {
+        spawnAs(1, 2);
+        const auto arena = [this] {
+            const QList<QGraphicsItem *> order = scene->items(Qt::AscendingOrder);
+            const qsizetype own = order.indexOf(client->localPlayer);
+            QStringList pieces;
+            for (const QGraphicsPixmapItem *piece : std::as_const(client->sceneryItems))
+                pieces << QString("%1;%2 %3x%4 %5")
+                              .arg(piece->x())
+                              .arg(piece->y())
+                              .arg(piece->pixmap().width())
+                              .arg(piece->pixmap().height())
+                              .arg(order.indexOf(piece) > own ? "over" : "under");
+            return pieces;
+        };
+        const QStringList first = arena();
+        QCOMPARE(first.size(), 29);
+        QVERIFY(!first.join(' ').contains("under"));
+        const int items = scene->items().size();
+        for (int id = 11; id <= 13; ++id) {
+            Player *own = client->localPlayer;
+            auto *bullet =
+                new Bullet(scene.get(), own->centre(), 0, client->players.value(2), 0, 1000);
+            scene->addItem(bullet);
+            bullet->flightStep();
+            QTRY_VERIFY(!own->alive);
+            send("5x" + QByteArray::number(client->players.key(own)) + ";0;0\n");
+            client->respawn();
+            QTest::ignoreMessage(QtDebugMsg, "total items 29");
+            peer->write("0x" + QByteArray::number(id) + ";0;0\n");
+            QTRY_VERIFY(client->localPlayer);
+            QCOMPARE(arena(), first);
+        }
+        // Drops, numbers and the death animations end by themselves.
+        QTRY_COMPARE_WITH_TIMEOUT(scene->items().size(), items, 5000);
+        QCOMPARE(client->players.keys(), QList<int>({2, 13}));
     }
 
     void unknownIdsChangeNothing_data()

@@ -1,6 +1,9 @@
 #include "client.h"
 #include "mainwindow.h"
 #include "player.h"
+#include "view.h"
+
+#include "errorboxes.h"
 
 #include <QtNetwork>
 #include <QtTest>
@@ -16,20 +19,24 @@ class TestEndToEnd : public QObject
 private slots:
     // The relay on a port of its own, the players sent there by address and by name as
     // --server sends them: they meet, fight to the death and come back. A third, sent to a
-    // name that does not resolve, is left unconnected like one whose server is absent, which
-    // shows the connection error box at the first thing sent.
+    // name that does not resolve, meets the connection error box and the lobby. When the
+    // relay dies, both friends meet the box and the lobby, and a new relay takes them back.
     void twoFriendsPlayThroughTheRelay()
     {
+        ErrorBoxes boxes;
         QTcpServer probe;
         QVERIFY(probe.listen(QHostAddress::LocalHost));
         const quint16 port = probe.serverPort();
         probe.close();
         QVERIFY(port != Client::serverPort);
         QProcess relay;
-        relay.setReadChannel(QProcess::StandardError);
-        relay.start(QCoreApplication::applicationDirPath() + "/../vorlen-server",
-                    {"--port", QString::number(port)});
-        QVERIFY(relay.waitForReadyRead()); // listening
+        const auto startRelay = [&relay, port] {
+            relay.setReadChannel(QProcess::StandardError);
+            relay.start(QCoreApplication::applicationDirPath() + "/../vorlen-server",
+                        {"--port", QString::number(port)});
+            return relay.waitForReadyRead(); // listening
+        };
+        QVERIFY(startRelay());
         MainWindow first, second, lost;
         first.server = *ServerAddress::parse("127.0.0.1:" + QString::number(port));
         second.server = *ServerAddress::parse("localhost:" + QString::number(port));
@@ -38,8 +45,9 @@ private slots:
             window->findChild<QPushButton *>("connect")->click();
             QTRY_VERIFY(window == &lost || window->client->localPlayer);
         }
-        QTRY_COMPARE_WITH_TIMEOUT(lost.client->socket->state(), QAbstractSocket::UnconnectedState,
-                                  20000);
+        QTRY_VERIFY_WITH_TIMEOUT(!lost.client, 20000);
+        QVERIFY(!lost.view->isVisible());
+        QCOMPARE(boxes.seen, 1);
         Client *shooter = first.client, *victimSide = second.client;
         const QList<int> both{id(shooter), id(victimSide)};
         QTRY_COMPARE(shooter->players.keys(), both);
@@ -69,6 +77,15 @@ private slots:
         QTRY_VERIFY(victimSide->localPlayer && victimSide->localPlayer->alive);
         QVERIFY(id(victimSide) != victimId);
         QTRY_VERIFY(shooter->players.contains(id(victimSide)));
+
+        relay.kill();
+        QVERIFY(relay.waitForFinished());
+        QTRY_VERIFY(!first.client && !second.client);
+        QCOMPARE(boxes.seen, 3);
+        QVERIFY(!first.view->isVisible() && !second.view->isVisible());
+        QVERIFY(startRelay());
+        first.findChild<QPushButton *>("connect")->click();
+        QTRY_VERIFY(first.client->localPlayer);
         relay.terminate();
         QVERIFY(relay.waitForFinished());
     }

@@ -1,26 +1,42 @@
 #include "mainwindow.h"
+#include "practicetoolview.h"
 #include "view.h"
+
+#include "errorboxes.h"
 
 #include <QtNetwork>
 #include <QtTest>
 #include <QtWidgets>
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 using Ints = QList<int>;
 
-// The lobby, the rune editor with the stats it produces, and the arena's slot bar.
+// The lobby, the rune editor with the stats it produces, the arena's head-up display,
+// and visits that end, by the user or by the server, without leaving anything behind.
 class TestMainWindow : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void initTestCase() { QVERIFY(server.listen(QHostAddress::LocalHost)); }
+
     void init()
     {
         w = new MainWindow;
+        w->server = {"127.0.0.1", server.serverPort()};
         w->show();
         QVERIFY(QTest::qWaitForWindowExposed(w));
     }
 
-    void cleanup() { delete w; }
+    void cleanup()
+    {
+        delete w;
+        while (QTcpSocket *old = server.nextPendingConnection())
+            delete old;
+    }
 
     // Rune buttons by name: m<i> is main rune i, s<i> sub-rune i; states as runeButtons() shows.
     void runes_data()
@@ -79,8 +95,7 @@ private slots:
     {
         QFETCH(int, itemId);
         QFETCH(QSize, size);
-        lobby("connect")->click();
-        w->client->socket->abort();             // no server needed, nor a colleague's listening one
+        enterArena();
         emit w->client->inventoryChanged(0, 2); // an icon of another shape to replace
         emit w->client->inventoryChanged(0, itemId);
         QCOMPARE(w->slotIcons[0]->pixmap().size(), size);
@@ -100,7 +115,159 @@ private slots:
         }
     }
 
+    // The Respawn button keeps the top right corner and the slot bar the bottom left,
+    // however far the view has followed the user's avatar.
+    void hudFollowsTheView()
+    {
+        QTcpSocket *peer = enterArena();
+        peer->write("0x1;0;0\n");
+        QTRY_VERIFY(w->client->localPlayer);
+        Player *own = w->client->localPlayer;
+        own->target = QPointF(1500, -1200);
+        for (int step = 0; step < 400; ++step)
+            own->moveStep();
+        QVERIFY(!own->moveTimer->isActive());
+        const QSize viewport = w->view->viewport()->size();
+        QVERIFY(w->view->mapToScene(QPoint()).y() < -1000);
+        const QRectF button = w->respawnProxy->sceneBoundingRect();
+        QCOMPARE(w->view->mapFromScene(button.topRight()), QPoint(viewport.width() - 10, 10));
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(w->view->mapFromScene(w->slotFrames[i]->pos()),
+                     QPoint(10 + 60 * i, viewport.height() - 60));
+    }
+
+    // However the connection ends, the user meets one box, and closing it shows the lobby
+    // with the arena's scene empty; entering again connects afresh.
+    void lostConnection_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("the server closes it") << "closed";
+        QTest::newRow("nobody listens") << "refused";
+        QTest::newRow("the server never answers") << "silent";
+    }
+
+    void lostConnection()
+    {
+        QFETCH(QString, how);
+        ErrorBoxes boxes;
+        boxes.whileOpen = [this] { // what once opened a box each
+            QMetaObject::invokeMethod(w->client->positionTimer, "timeout");
+            QTest::mouseClick(w->view->viewport(), Qt::LeftButton);
+        };
+        int silent = -1;
+        if (how == "refused") {
+            QTcpServer gone;
+            QVERIFY(gone.listen(QHostAddress::LocalHost));
+            w->server.port = gone.serverPort();
+        } else if (how == "silent") {
+            silent = listenerWithFullBacklog();
+            QVERIFY2(silent >= 0, "cannot make a listener that never answers");
+            w->server.port = localPort(silent);
+        }
+        QTcpSocket *peer = enterArena(how == "closed");
+        if (how == "closed") {
+            peer->write("0x1;0;0\n");
+            QTRY_VERIFY(w->client->localPlayer);
+            peer->close();
+        } else if (how == "silent") {
+            QCOMPARE(w->client->socket->state(), QAbstractSocket::ConnectingState);
+            QMetaObject::invokeMethod(w->client->connectTimer, "timeout");
+        }
+        QTRY_VERIFY(!w->client);
+        QCOMPARE(boxes.title, QString("Błąd połączenia"));
+        QCOMPARE(boxes.mostOpen, 1);
+        QVERIFY(!w->view->isVisible());
+        QVERIFY(w->scene->items().isEmpty());
+        QCOMPARE(boxes.seen, 1);
+        if (silent >= 0)
+            ::close(silent);
+
+        w->server.port = server.serverPort();
+        enterArena();
+        QVERIFY(w->client->isConnected());
+    }
+
+    // Escape in the middle of a fight stops every clock of the visit at once: walks,
+    // weapons, bullets, effects and the connection's own.
+    void leavingStopsTheVisit()
+    {
+        QTcpSocket *peer = enterArena();
+        peer->write("0x1;0;0\n1x2;300;100\n4x2;2;1\n3x2;150;150\n2x1;900;900\n7x2;5;0\n");
+        QTRY_VERIFY(w->client->playerGuns.size() == 1 &&
+                    w->client->localPlayer->moveTimer->isActive());
+        w->client->localPlayer->takeDamage(1);
+        QList<QPointer<QTimer>> clocks;
+        for (QTimer *timer : w->client->findChildren<QTimer *>())
+            clocks << timer;
+        for (QGraphicsItem *item : w->scene->items())
+            if (auto *object = dynamic_cast<QObject *>(item))
+                for (QTimer *timer : object->findChildren<QTimer *>())
+                    clocks << timer;
+        const auto running = [&clocks] {
+            return std::count_if(clocks.begin(), clocks.end(), [](const QPointer<QTimer> &timer) {
+                return timer && timer->isActive();
+            });
+        };
+        QVERIFY(running() >= 10); // walk, weapon, pellets, drops, bleeding, number, reports
+        QTest::keyClick(w->view, Qt::Key_Escape);
+        QCOMPARE(running(), 0);
+        QVERIFY(w->scene->items().isEmpty());
+        QVERIFY(!w->view->isVisible());
+        QTRY_VERIFY(!w->client);
+    }
+
+    // The practice tool ends when the user leaves it, and only its latest follows resizes.
+    void practiceToolEndsOnLeaving()
+    {
+        lobby("practice")->click();
+        QPointer<PracticeToolView> tool = w->practiceView;
+        QVERIFY(tool && tool->isVisible());
+        QTest::keyClick(tool, Qt::Key_Escape);
+        QTRY_VERIFY(!tool);
+        QVERIFY(!w->practiceView);
+        w->resize(900, 700);
+        lobby("practice")->click();
+        QCOMPARE(w->practiceView->size(), QSize(900, 700));
+    }
+
 private:
+    // Enters the arena, and takes the connection on the server's side when one comes.
+    QTcpSocket *enterArena(bool connecting = true)
+    {
+        lobby("connect")->click();
+        if (!connecting)
+            return nullptr;
+        if (!QTest::qWaitFor([this] { return server.hasPendingConnections(); }))
+            return nullptr;
+        QTcpSocket *peer = server.nextPendingConnection();
+        (void)QTest::qWaitFor([this] { return w->client->isConnected(); });
+        return peer;
+    }
+
+    // A listener whose queue is full, so that the kernel leaves a new caller waiting.
+    static int listenerWithFullBacklog()
+    {
+        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+            ::listen(fd, 0) != 0)
+            return -1;
+        static QTcpSocket filler;
+        filler.abort();
+        filler.connectToHost(QHostAddress::LocalHost, localPort(fd));
+        return filler.waitForConnected(2000) ? fd : -1;
+    }
+
+    static quint16 localPort(int fd)
+    {
+        sockaddr_in address{};
+        socklen_t length = sizeof address;
+        ::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length);
+        return ntohs(address.sin_port);
+    }
+
     QPushButton *lobby(const char *name) const { return w->findChild<QPushButton *>(name); }
     // One letter a rune button: '.' hidden, '-' disabled, 'o' free, 'x' checked, '#' both.
     QString runeButtons() const
@@ -111,6 +278,7 @@ private:
         return state;
     }
 
+    QTcpServer server;       // the game server of every visit, unless a test sends elsewhere
     MainWindow *w = nullptr; // the window under test
 };
 
