@@ -14,6 +14,8 @@
 #include "mainwindow.h"
 #include "view.h"
 
+#include "measure.h"
+
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QElapsedTimer>
@@ -68,58 +70,6 @@ struct Figures
     double stealPercent = 0; // of the whole machine's time, taken by the host
 };
 
-// Runs the event loop as the application does (no test helper's naps between
-// turns, which would starve the 5 ms timers), until `done` or `ms` are up.
-bool runUntil(const std::function<bool()> &done, int ms)
-{
-    QEventLoop loop;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (done())
-            loop.quit();
-    });
-    poll.start(10);
-    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-    loop.exec();
-    return done();
-}
-
-void runFor(int ms)
-{
-    QEventLoop loop;
-    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-    loop.exec();
-}
-
-double processCpuSeconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
-}
-
-// The machine's time so far in clock ticks, all of it and what the host took for
-// other guests (steal), from the first line of /proc/stat; none where there is none.
-struct MachineTime
-{
-    qint64 total = 0;
-    qint64 steal = 0;
-};
-
-MachineTime machineTime()
-{
-    QFile stat("/proc/stat");
-    if (!stat.open(QIODevice::ReadOnly))
-        return {};
-    // cpu user nice system idle iowait irq softirq steal; guest time is in user already.
-    const QList<QByteArray> fields = stat.readLine().simplified().split(' ');
-    MachineTime time;
-    for (int i = 1; i <= 8 && i < fields.size(); ++i)
-        time.total += fields[i].toLongLong();
-    time.steal = fields.value(8).toLongLong();
-    return time;
-}
-
 // Watches every event of the process: counts the view's frames and each bullet's
 // flight ticks, and sums the flights that were launched and ended by time within
 // the measured span.
@@ -127,7 +77,7 @@ class Probe : public QObject
 {
 public:
     explicit Probe(QWidget *viewport)
-        : viewport(viewport)
+        : frames(viewport)
     {
         qApp->installEventFilter(this);
         connect(&sampler, &QTimer::timeout, this, [this] {
@@ -139,6 +89,7 @@ public:
     void start()
     {
         measuring = true;
+        frames.counting = true;
         sampler.start(100);
         wall.start();
         cpuAtStart = processCpuSeconds();
@@ -150,7 +101,7 @@ public:
         const double seconds = wall.nsecsElapsed() / 1e9;
         Figures figures;
         figures.cpuPercent = 100 * (processCpuSeconds() - cpuAtStart) / seconds;
-        figures.paintsPerSecond = paints / seconds;
+        figures.paintsPerSecond = frames.frames / seconds;
         figures.inFlight = samples ? double(inFlightSum) / samples : 0;
         figures.ticksPercent = nominalTicks ? 100.0 * deliveredTicks / nominalTicks : 0;
         const MachineTime machine = machineTime();
@@ -158,6 +109,7 @@ public:
         figures.stealPercent =
             machineTicks > 0 ? 100.0 * (machine.steal - machineAtStart.steal) / machineTicks : 0;
         measuring = false;
+        frames.counting = false;
         sampler.stop();
         return figures;
     }
@@ -165,9 +117,7 @@ public:
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (event->type() == QEvent::Paint && watched == viewport && measuring)
-            countFrame();
-        else if (event->type() == QEvent::Timer)
+        if (event->type() == QEvent::Timer)
             if (auto *bullet = qobject_cast<Bullet *>(watched->parent()))
                 countTick(bullet);
         return false;
@@ -181,17 +131,6 @@ private:
         bool expired = false;
         bool launchedInSpan = false;
     };
-
-    // The view may paint its changes in several pieces: one frame is every paint
-    // of one turn of the event loop.
-    void countFrame()
-    {
-        if (frameOpen)
-            return;
-        ++paints;
-        frameOpen = true;
-        QTimer::singleShot(0, this, [this] { frameOpen = false; });
-    }
 
     void countTick(Bullet *bullet)
     {
@@ -214,15 +153,13 @@ private:
         nominalTicks += flight.nominal;
     }
 
-    QWidget *viewport;
+    FrameCounter frames;
     QHash<Bullet *, Flight> flights;
     QTimer sampler;
     QElapsedTimer wall;
     double cpuAtStart = 0;
     MachineTime machineAtStart;
     bool measuring = false;
-    bool frameOpen = false;
-    qint64 paints = 0;
     qint64 inFlightSum = 0;
     qint64 samples = 0;
     qint64 deliveredTicks = 0;
