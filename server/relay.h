@@ -32,6 +32,10 @@ public:
     void startIdsAfter(int id) { arena.startIdsAfter(id); }
     // Ends what has timed out and sums up what was dropped; a timer calls it regularly.
     void sweep();
+    qsizetype players() const { return arena.size(); }
+
+signals:
+    void playersChanged(qsizetype players);
 
 private:
     void accept();
@@ -39,14 +43,19 @@ private:
     void acceptFailed(QAbstractSocket::SocketError error);
     void resumeAccepting();
     void remove(Session *session, const QString &reason);
+    void scheduleRespawns();
+    void answerRespawns();
+    void countPlayers();
 
     RelayLimits limits;
     Arena arena;
     QTcpServer *server;
     QTimer *sweepTimer;
     QTimer *acceptPause;
+    QTimer *respawnTimer;
     QElapsedTimer clock;
     QSet<Session *> sessions;
+    qsizetype lastCount = 0;
     bool outOfDescriptors = false;
 };
 

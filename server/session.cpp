@@ -1,6 +1,7 @@
 #include "session.h"
 
 #include <QTcpSocket>
+#include <algorithm>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -19,6 +20,14 @@ void noticeVanishedPeer(QTcpSocket *socket)
     setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &interval, sizeof interval);
     setsockopt(fd, IPPROTO_TCP, TCP_KEEPCNT, &count, sizeof count);
     setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &userTimeoutMs, sizeof userTimeoutMs);
+}
+
+// Dual-stack listening shows IPv4 peers as mapped IPv6 addresses.
+QHostAddress plain(const QHostAddress &address)
+{
+    bool isIPv4 = false;
+    const quint32 ipv4 = address.toIPv4Address(&isIPv4);
+    return isIPv4 ? QHostAddress(ipv4) : address;
 }
 
 } // namespace
@@ -51,15 +60,18 @@ Session::Session(QTcpSocket *socket, qint64 maxBacklog, QObject *parent)
 
 QString Session::address() const
 {
-    // Dual-stack listening shows IPv4 peers as mapped IPv6 addresses.
-    bool isIPv4 = false;
-    const QHostAddress ipv4(socket->peerAddress().toIPv4Address(&isIPv4));
-    return (isIPv4 ? ipv4 : socket->peerAddress()).toString();
+    const QHostAddress address = plain(socket->peerAddress());
+    if (address.protocol() == QAbstractSocket::IPv4Protocol)
+        return address.toString();
+    // Every IPv6 host is given a /64, and can pick any address in it.
+    Q_IPV6ADDR bytes = address.toIPv6Address();
+    std::fill(bytes.c + 8, bytes.c + 16, 0);
+    return QHostAddress(bytes).toString() + "/64";
 }
 
 QString Session::peer() const
 {
-    return address() + ':' + QString::number(socket->peerPort());
+    return plain(socket->peerAddress()).toString() + ':' + QString::number(socket->peerPort());
 }
 
 void Session::send(const QByteArray &line)
@@ -69,13 +81,16 @@ void Session::send(const QByteArray &line)
     if (socket->bytesToWrite() == 0)
         sinceProgress.start();
     socket->write(line);
-    // What one pass of the event loop queued says nothing of the client; what the
-    // kernel will not take says that it does not read.
     if (socket->bytesToWrite() <= maxBacklog)
         return;
-    socket->flush();
-    if (socket->bytesToWrite() > maxBacklog)
-        end(QString("left %1 bytes unread").arg(socket->bytesToWrite()));
+    // In the middle of a pass, the others' lines may all have come for this client at
+    // once, before the kernel was offered any: the client is judged after the pass,
+    // and only the bound on memory holds meanwhile.
+    cutIfOver(2 * maxBacklog);
+    if (!backlogJudged) {
+        backlogJudged = true;
+        QMetaObject::invokeMethod(this, &Session::judgeBacklog, Qt::QueuedConnection);
+    }
 }
 
 void Session::close()
@@ -87,6 +102,23 @@ void Session::checkOutput(qint64 stallTimeoutMs)
 {
     if (isConnected() && socket->bytesToWrite() > 0 && sinceProgress.elapsed() > stallTimeoutMs)
         end(QString("read nothing for %1 s").arg(stallTimeoutMs / 1000.0));
+}
+
+void Session::judgeBacklog()
+{
+    backlogJudged = false;
+    cutIfOver(maxBacklog);
+}
+
+// What the kernel will not take after everything has been offered to it says that the
+// client does not read.
+void Session::cutIfOver(qint64 limit)
+{
+    if (!isConnected() || socket->bytesToWrite() <= limit)
+        return;
+    socket->flush();
+    if (socket->bytesToWrite() > limit)
+        end(QString("left %1 bytes unread").arg(socket->bytesToWrite()));
 }
 
 void Session::readAvailable()

@@ -10,7 +10,8 @@
 class QTcpSocket;
 
 // One client connection: hands what arrives to whoever listens and writes lines back,
-// and ends the connection when the client stops taking them.
+// and ends the connection when the client stops taking them. What waits for the client
+// never passes twice the backlog limit.
 class Session : public QObject, public Link
 {
     Q_OBJECT
@@ -19,7 +20,9 @@ public:
     // Takes over the socket.
     Session(QTcpSocket *socket, qint64 maxBacklog, QObject *parent = nullptr);
 
+    // What the caps count as one address: an IPv4 address, or an IPv6 /64.
     QString address() const;
+    // The client's own address and port.
     QString peer() const;
     void send(const QByteArray &line) override;
     void close() override;
@@ -33,11 +36,14 @@ signals:
 
 private:
     void readAvailable();
+    void judgeBacklog();
+    void cutIfOver(qint64 limit);
     void end(const QString &reason);
     bool isConnected() const;
 
     QTcpSocket *socket;
     qint64 maxBacklog;
+    bool backlogJudged = false;
     QElapsedTimer sinceProgress;
     QString endReason;
 };

@@ -236,19 +236,19 @@ private slots:
 
     void nonReaderIsCut_data()
     {
-        columns<qint64, qint64, QString>("maxBacklog", "stallTimeoutMs", "reason");
-        addRow("backlog", qint64(16 * 1024), qint64(3600000), QString("disconnected: left "));
-        addRow("stall", qint64(1) << 30, qint64(100),
-               QString("disconnected: read nothing for 0.1 s"));
+        // The backlog allowed is every player's burst at once: 17 KB, or 17 GB.
+        columns<double, qint64, QString>("lineBurst", "stallTimeoutMs", "reason");
+        addRow("backlog", 1.0, qint64(3600000), QString("disconnected: left "));
+        addRow("stall", 1e6, qint64(100), QString("disconnected: read nothing for 0.1 s"));
     }
     void nonReaderIsCut()
     {
-        QFETCH(qint64, maxBacklog);
+        QFETCH(double, lineBurst);
         QFETCH(qint64, stallTimeoutMs);
         QFETCH(QString, reason);
         limits.lineRate = 0;
         limits.sweepIntervalMs = 20;
-        limits.maxBacklog = maxBacklog;
+        limits.lineBurst = lineBurst;
         limits.stallTimeoutMs = stallTimeoutMs;
         restart();
         Peer &reader = join();
