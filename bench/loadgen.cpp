@@ -332,7 +332,14 @@ int LoadGen::run()
     }
     if (o.awaitDeath > 0) {
         start = Clock::now();
-        pump(o.awaitDeath, false);
+        // A living player reports its position every 4 s, or the relay takes it for gone.
+        for (double report = 0; report < o.awaitDeath && !deathSeen; report += 4) {
+            for (Conn &c : conns) {
+                c.out += "9x0;100;100\n";
+                flush(c);
+            }
+            pump(std::min(report + 4, o.awaitDeath), false);
+        }
         std::printf("death_seen=%d after_s=%.1f\n", deathSeen, deathSeen ? deathAt : -1.0);
         return deathSeen ? 0 : 1;
     }

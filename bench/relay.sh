@@ -13,7 +13,7 @@ cd "$(dirname "$0")/.."
 
 if [ -z "${RELAY:-}" ]; then
     mapfile -t packages < tools/build-packages.txt
-    tools/deps.sh "${packages[@]}"
+    tools/deps.sh "${packages[@]}" iproute2
     cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
     cmake --build build-release -j"$(nproc)" --target vorlen-server vorlen-loadgen >/dev/null
     RELAY=build-release/vorlen-server
