@@ -43,7 +43,7 @@ bool Arena::join(Link *link, const QString &address, const QString &peer, qint64
     }
     ++fromAddress;
     Member &member =
-        members.insert(link, Member{{}, address, peer, Pace(limits, now), now, {}, 0, -1, {}})
+        members.insert(link, Member{{}, address, peer, Pace(limits, now), now, {}, 0, {}, {}})
             .value();
     startLife(link, member);
     qInfo().noquote() << "player" << member.avatar.id() << "connected from" << peer;
@@ -138,7 +138,7 @@ void Arena::introduceOthers(Link *newcomer)
 // waits for its rate instead of being lost; asking again meanwhile is over the rate.
 bool Arena::askRespawn(Link *link, Member &member, qint64 now)
 {
-    if (member.respawnDue >= 0)
+    if (member.respawnDue)
         return refuse(link, member, member.pace.overflow(now), OverTypeRate, now);
     // Clients ask only once they are dead and have dropped their own avatar. One that
     // asks while alive here has dropped it all the same, so that life ends as a death
@@ -168,7 +168,7 @@ void Arena::answerRespawns(qint64 now)
         Link *link = waitingRespawns.begin().value();
         waitingRespawns.erase(waitingRespawns.begin());
         Member &member = members[link];
-        member.respawnDue = -1;
+        member.respawnDue.reset();
         respawn(link, member);
     }
 }
@@ -200,8 +200,8 @@ void Arena::leave(Link *link, const QString &reason)
     reportDrops(*it);
     const Member member = *it;
     members.erase(it);
-    if (member.respawnDue >= 0)
-        waitingRespawns.remove(member.respawnDue, link);
+    if (member.respawnDue)
+        waitingRespawns.remove(*member.respawnDue, link);
     if (--perAddress[member.address] == 0)
         perAddress.remove(member.address);
     idsInUse.remove(member.avatar.id());

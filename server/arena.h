@@ -65,8 +65,8 @@ private:
         qint64 lastHeard = 0;
         QByteArray unfinished;
         qint64 unfinishedSince = 0;
-        // When its waiting respawn is due; negative when none waits.
-        qint64 respawnDue = -1;
+        // When its waiting respawn is due, if one waits.
+        std::optional<qint64> respawnDue;
         std::array<int, DropKinds> dropped{};
     };
 

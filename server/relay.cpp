@@ -73,7 +73,7 @@ void Relay::accept()
             outOfDescriptors = false;
             qInfo() << "accepting connections again";
         }
-        auto *session = new Session(socket, limits.maxBacklog(), this);
+        auto *session = new Session(socket, limits.maxBacklog(arena.size()), this);
         sessions.insert(session);
         connect(session, &Session::received, this, [this, session](QByteArrayView bytes) {
             arena.receive(session, bytes, clock.elapsed());
@@ -160,5 +160,7 @@ void Relay::countPlayers()
     if (arena.size() == lastCount)
         return;
     lastCount = arena.size();
+    for (Session *session : std::as_const(sessions))
+        session->setMaxBacklog(limits.maxBacklog(lastCount));
     emit playersChanged(lastCount);
 }

@@ -32,7 +32,6 @@ public:
     void startIdsAfter(int id) { arena.startIdsAfter(id); }
     // Ends what has timed out and sums up what was dropped; a timer calls it regularly.
     void sweep();
-    qsizetype players() const { return arena.size(); }
 
 signals:
     void playersChanged(qsizetype players);

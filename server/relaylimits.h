@@ -2,6 +2,7 @@
 #define RELAYLIMITS_H
 
 #include <QtGlobal>
+#include <algorithm>
 
 // What one relay lets its clients do, and how long it waits for them. These are the
 // only defaults: the options, --help, the unit and the manual page follow them. They
@@ -39,13 +40,14 @@ struct RelayLimits
     // Accepting pauses this long when the process runs out of file descriptors.
     int acceptPauseMs = 500;
 
-    // Output that may wait for one client once the kernel has taken all it would: every
-    // player's whole burst at once, so that players within their rates never cut a
-    // reader, whatever the link. Within one pass of the event loop, before the kernel
-    // has been offered it, twice this.
-    qint64 maxBacklog() const
+    // Output that may wait for one client once the kernel has taken all it would: the
+    // whole burst of every player there is, so that players within their rates never
+    // cut a reader, whatever the link, and never less than 256 KiB. Within one pass of
+    // the event loop, before the kernel has been offered any of it, twice this.
+    qint64 maxBacklog(qsizetype players) const
     {
-        return qint64(maxPlayers) * qint64(lineBurst) * longestRelayedLine;
+        return std::max<qint64>(256 * 1024,
+                                qint64(players) * qint64(lineBurst) * longestRelayedLine);
     }
 };
 

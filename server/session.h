@@ -26,6 +26,7 @@ public:
     QString peer() const;
     void send(const QByteArray &line) override;
     void close() override;
+    void setMaxBacklog(qint64 bytes) { maxBacklog = bytes; }
     // Ends the connection if the kernel has taken none of its output for this long.
     void checkOutput(qint64 stallTimeoutMs);
 

@@ -180,7 +180,8 @@ private slots:
 
     void nonReaderIsCut_data()
     {
-        // The backlog allowed is every player's burst at once: 17 KB, or 17 GB.
+        // The backlog allowed is every player's burst at once, or 256 KiB if more: 256
+        // KiB, or 532 MB.
         columns<double, qint64, QString>("lineBurst", "stallTimeoutMs", "reason");
         addRow("backlog", 1.0, qint64(3600000), QString("disconnected: left "));
         addRow("stall", 1e6, qint64(100), QString("disconnected: read nothing for 0.1 s"));
