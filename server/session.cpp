@@ -44,7 +44,10 @@ Session::Session(QTcpSocket *socket, qint64 maxBacklog, QObject *parent)
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     noticeVanishedPeer(socket);
     connect(socket, &QTcpSocket::readyRead, this, &Session::readAvailable);
-    connect(socket, &QTcpSocket::bytesWritten, this, [this] { sinceProgress.start(); });
+    connect(socket, &QTcpSocket::bytesWritten, this, [this] {
+        sinceProgress.start();
+        offered = this->socket->bytesToWrite();
+    });
     connect(socket, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
         if (endReason.isEmpty())
             endReason = error == QAbstractSocket::RemoteHostClosedError
@@ -81,15 +84,16 @@ void Session::send(const QByteArray &line)
     if (socket->bytesToWrite() == 0)
         sinceProgress.start();
     socket->write(line);
-    if (socket->bytesToWrite() <= maxBacklog)
+    if (socket->bytesToWrite() <= offered + handOverStep)
         return;
-    // In the middle of a pass, the others' lines may all have come for this client at
-    // once, before the kernel was offered any: the client is judged after the pass,
-    // and only the bound on memory holds meanwhile.
-    cutIfOver(2 * maxBacklog);
-    if (!backlogJudged) {
-        backlogJudged = true;
-        QMetaObject::invokeMethod(this, &Session::judgeBacklog, Qt::QueuedConnection);
+    // More than the event loop writes in a pass: the kernel is offered what it takes now,
+    // and again once the pass is over and the others' lines of this pass have all come;
+    // only then is the client judged by what the kernel refuses. Meanwhile only the
+    // bound on memory holds.
+    handOver(2 * maxBacklog);
+    if (!handOverPending) {
+        handOverPending = true;
+        QMetaObject::invokeMethod(this, &Session::handOverAfterPass, Qt::QueuedConnection);
     }
 }
 
@@ -104,21 +108,22 @@ void Session::checkOutput(qint64 stallTimeoutMs)
         end(QString("read nothing for %1 s").arg(stallTimeoutMs / 1000.0));
 }
 
-void Session::judgeBacklog()
+void Session::handOverAfterPass()
 {
-    backlogJudged = false;
-    cutIfOver(maxBacklog);
+    handOverPending = false;
+    handOver(maxBacklog);
 }
 
-// What the kernel will not take after everything has been offered to it says that the
+// What the kernel will not take once everything has been offered to it says that the
 // client does not read.
-void Session::cutIfOver(qint64 limit)
+void Session::handOver(qint64 limit)
 {
-    if (!isConnected() || socket->bytesToWrite() <= limit)
+    if (!isConnected())
         return;
     socket->flush();
-    if (socket->bytesToWrite() > limit)
-        end(QString("left %1 bytes unread").arg(socket->bytesToWrite()));
+    offered = socket->bytesToWrite();
+    if (offered > limit)
+        end(QString("left %1 bytes unread").arg(offered));
 }
 
 void Session::readAvailable()

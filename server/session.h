@@ -37,14 +37,19 @@ signals:
 
 private:
     void readAvailable();
-    void judgeBacklog();
-    void cutIfOver(qint64 limit);
+    void handOverAfterPass();
+    void handOver(qint64 limit);
     void end(const QString &reason);
     bool isConnected() const;
 
+    // What QAbstractSocket writes in a pass, the size of its buffer's pieces.
+    static constexpr qint64 handOverStep = 32 * 1024;
+
     QTcpSocket *socket;
     qint64 maxBacklog;
-    bool backlogJudged = false;
+    // What waited after the kernel last took its share.
+    qint64 offered = 0;
+    bool handOverPending = false;
     QElapsedTimer sinceProgress;
     QString endReason;
 };
