@@ -54,6 +54,10 @@ class Observer:
                 elif type_ == b"5":
                     self.client_died = True
 
+    def report_position(self):
+        """What every living player sends every 4 s; the relay cuts a silent one."""
+        self.sock.sendall(b"9x0;100;100\n")
+
     def moves(self):
         with self.cond:
             return len(self.arrivals)
@@ -77,7 +81,11 @@ begin = time.monotonic()
 rss = [rss_mb()]
 delays, lost, click_tools = [], 0, []
 spots = [(300, 350), (500, 250)]  # two spots, so that every click is a step
+next_report = begin
 while time.monotonic() - begin < seconds:
+    if time.monotonic() >= next_report:
+        observer.report_position()
+        next_report += 4
     due = begin + 0.5 * (len(delays) + lost + 1)
     seen = observer.moves()
     clicked = time.monotonic()

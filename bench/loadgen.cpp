@@ -2,9 +2,11 @@
 // arrival, order and sender, with the echo latency of every client's own lines.
 //
 //   vorlen-loadgen [--host A] [--port N] [--clients N] [--rate R] [--seconds S]
-//                  [--burst L] [--flooders K] [--hostile] [--idle N] [--await-death S]
+//                  [--burst L] [--line-bytes B] [--flooders K] [--hostile] [--idle N]
+//                  [--await-death S]
 //
 // --rate 0 sends as fast as the echoes come back (a window of lines in flight each).
+// --line-bytes pads every numbered line to B bytes with its line feed.
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -40,6 +42,7 @@ struct Options
     double rate = 10;
     double seconds = 10;
     long burst = 0;
+    int lineBytes = 0;
     int flooders = 0;
     bool hostile = false;
     int idle = 0;
@@ -239,13 +242,16 @@ void LoadGen::handle(Conn &c, const char *line, size_t size)
 
 void LoadGen::queue(Conn &c, long count)
 {
-    char line[64];
+    char line[320];
     const auto now = Clock::now();
+    // Leading zeros pad the sequence number; they read as the same number.
+    const int rest = std::snprintf(nullptr, 0, "7x0;;%d\n", c.index);
+    const int width = std::clamp(o.lineBytes - rest, 1, int(sizeof line) - rest - 1);
     for (long i = 0; i < count; ++i) {
         ++c.sent;
         c.sentAt.push_back(now);
-        c.out.append(line,
-                     size_t(std::snprintf(line, sizeof line, "7x0;%ld;%d\n", c.sent, c.index)));
+        c.out.append(line, size_t(std::snprintf(line, sizeof line, "7x0;%0*ld;%d\n", width, c.sent,
+                                                c.index)));
     }
 }
 
@@ -326,7 +332,14 @@ int LoadGen::run()
     }
     if (o.awaitDeath > 0) {
         start = Clock::now();
-        pump(o.awaitDeath, false);
+        // A living player reports its position every 4 s, or the relay takes it for gone.
+        for (double report = 0; report < o.awaitDeath && !deathSeen; report += 4) {
+            for (Conn &c : conns) {
+                c.out += "9x0;100;100\n";
+                flush(c);
+            }
+            pump(std::min(report + 4, o.awaitDeath), false);
+        }
         std::printf("death_seen=%d after_s=%.1f\n", deathSeen, deathSeen ? deathAt : -1.0);
         return deathSeen ? 0 : 1;
     }
@@ -417,6 +430,8 @@ bool parse(int argc, char *argv[], Options &o)
             o.seconds = std::atof(value);
         else if (name == "--burst")
             o.burst = std::atol(value);
+        else if (name == "--line-bytes")
+            o.lineBytes = std::atoi(value);
         else if (name == "--flooders")
             o.flooders = std::atoi(value);
         else if (name == "--idle")
@@ -438,8 +453,8 @@ int main(int argc, char *argv[])
     Options options;
     if (!parse(argc, argv, options)) {
         std::fprintf(stderr, "usage: vorlen-loadgen [--host A] [--port N] [--clients N] "
-                             "[--rate R] [--seconds S] [--burst L] [--flooders K] [--hostile] "
-                             "[--idle N] [--await-death S]\n");
+                             "[--rate R] [--seconds S] [--burst L] [--line-bytes B] "
+                             "[--flooders K] [--hostile] [--idle N] [--await-death S]\n");
         return 2;
     }
     return LoadGen(options).run();

@@ -1,18 +1,19 @@
 #!/usr/bin/env bash
-# Runs the relay through every load case and prints one table row per case: delivery,
-# loss, echo latency, cut clients, and the relay's peak memory and processor use.
+# Runs the relay through every load case and prints one table row per case: the MTU of
+# the link, delivery, loss, echo latency, cut clients, and the relay's peak memory and
+# processor use.
 #
 #   bench/relay.sh                      # builds a Release relay into build-release
 #   RELAY=/path/to/vorlen-server bench/relay.sh     # measures another relay build
 #
-# Uses TCP port 7300 on loopback. The vanished-peer case needs root (network
-# namespaces); without it that case is skipped.
+# Uses TCP port 7300 on loopback. The cases on an Ethernet-sized link (MTU 1500) and
+# the vanished-peer case need root (network namespaces); without it they are skipped.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 if [ -z "${RELAY:-}" ]; then
     mapfile -t packages < tools/build-packages.txt
-    tools/deps.sh "${packages[@]}"
+    tools/deps.sh "${packages[@]}" iproute2
     cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
     cmake --build build-release -j"$(nproc)" --target vorlen-server vorlen-loadgen >/dev/null
     RELAY=build-release/vorlen-server
@@ -22,7 +23,28 @@ LOADGEN=${LOADGEN:-build-release/vorlen-loadgen}
 port=7300
 log=$(mktemp)
 relay=
-trap 'rm -f "$log"; [ -z "$relay" ] || kill "$relay" 2>/dev/null || true' EXIT
+# A network namespace behind a veth pair: the far end of a link shaped like Ethernet.
+ns=vorlen-bench-$$
+host_link=vbh$$
+cleanup_ns() {
+    ip netns del "$ns" 2>/dev/null || true
+    ip link del "$host_link" 2>/dev/null || true
+}
+trap 'rm -f "$log"; [ -z "$relay" ] || kill "$relay" 2>/dev/null || true; cleanup_ns' EXIT
+make_ns() {
+    ip netns add "$ns"
+    ip link add "$host_link" mtu 1500 type veth peer name vbg$$ mtu 1500
+    ip link set vbg$$ netns "$ns"
+    ip addr add 10.77.0.1/24 dev "$host_link"
+    ip link set "$host_link" up
+    ip netns exec "$ns" ip addr add 10.77.0.2/24 dev vbg$$
+    ip netns exec "$ns" ip link set vbg$$ up
+    ip netns exec "$ns" ip link set lo up
+}
+# Where the load generator runs and what it connects to; the MTU of that link.
+host=127.0.0.1
+in_ns=()
+mtu=$(cat /sys/class/net/lo/mtu)
 
 # A relay without the limit options (an older build) gets only the port and address.
 if "$RELAY" --help | grep -q -- --max-players; then limits=1; else limits=0; fi
@@ -55,11 +77,13 @@ stop_relay() {
 }
 field() { grep -o "$1=[^ ]*" <<<"$2" | head -1 | cut -d= -f2; }
 
-printf '%-34s %12s %8s %8s %8s %9s %5s %8s %6s %7s\n' case delivered/s lost p50_ms p99_ms max_ms \
-    cut rss_MB cpu_% log_kB
+format='%-36s %6s %12s %8s %8s %8s %9s %5s %8s %6s %7s\n'
+# shellcheck disable=SC2059
+printf "$format" case mtu delivered/s lost p50_ms p99_ms max_ms cut rss_MB cpu_% log_kB
 row() {
     local name=$1 out=$2 ticks=$3 seconds=$4
-    printf '%-34s %12s %8s %8s %8s %9s %5s %8s %6s %7s\n' "$name" "$(field delivered_per_s "$out")" \
+    # shellcheck disable=SC2059
+    printf "$format" "$name" "$mtu" "$(field delivered_per_s "$out")" \
         "$(field lost "$out")" "$(field p50 "$out")" "$(field p99 "$out")" "$(field max "$out")" \
         "$(field members_cut "$out")" "$peak" "$(awk -v t="$ticks" -v s="$seconds" \
         'BEGIN {printf "%.0f", t / s}')" "$logged"
@@ -73,7 +97,7 @@ run_case() {
     start_relay "${relay_opts[@]}"
     ticks=$(cpu_ticks)
     began=$(date +%s.%N)
-    out=$("$LOADGEN" --port "$port" "$@")
+    out=$("${in_ns[@]}" "$LOADGEN" --host "$host" --port "$port" "$@")
     ticks=$(($(cpu_ticks) - ticks))
     local seconds
     seconds=$(awk -v a="$began" -v b="$(date +%s.%N)" 'BEGIN {print b - a}')
@@ -106,33 +130,27 @@ stop_relay
 row "descriptor limit, 8 + 200 waiting" "$out" "$ticks" "$seconds"
 echo "  then a newcomer got its id in $(field join_ms_max "$after") ms"
 
-# A peer that vanishes without a word: its network link goes down under it.
 if [ "$(id -u)" != 0 ]; then
-    echo "vanished peer: skipped (needs root for network namespaces)"
+    echo "MTU 1500 cases and vanished peer: skipped (need root for network namespaces)"
     exit 0
 fi
-ns=vorlen-peer
-cleanup_ns() {
-    ip netns del "$ns" 2>/dev/null || true
-    ip link del vorlen-host 2>/dev/null || true
-}
-cleanup_ns
-ip netns add "$ns"
-ip link add vorlen-host type veth peer name vorlen-guest
-ip link set vorlen-guest netns "$ns"
-ip addr add 10.77.0.1/24 dev vorlen-host
-ip link set vorlen-host up
-ip netns exec "$ns" ip addr add 10.77.0.2/24 dev vorlen-guest
-ip netns exec "$ns" ip link set vorlen-guest up
-start_relay --listen 10.77.0.1
-ip netns exec "$ns" "$LOADGEN" --host 10.77.0.1 --port "$port" --clients 1 --rate 1 \
+make_ns
+host=10.77.0.1
+in_ns=(ip netns exec "$ns")
+mtu=1500
+# Every player sends one second of ordinary play at once, a bystander only reads.
+run_case "burst, 60 x 30 lines of 250 B" --listen "$host" --max-per-address 0 -- \
+    --clients 60 --burst 30 --line-bytes 250 --idle 1 --seconds 0
+
+# A peer that vanishes without a word: its network link goes down under it.
+start_relay --listen "$host"
+"${in_ns[@]}" "$LOADGEN" --host "$host" --port "$port" --clients 1 --rate 1 \
     --seconds 120 >/dev/null &
 victim=$!
 sleep 2
-ip netns exec "$ns" ip link set vorlen-guest down
-out=$("$LOADGEN" --host 10.77.0.1 --port "$port" --await-death 60 || true)
+ip netns exec "$ns" ip link set vbg$$ down
+out=$("$LOADGEN" --host "$host" --port "$port" --await-death 60 || true)
 kill "$victim" 2>/dev/null || true
 wait "$victim" 2>/dev/null || true
 stop_relay
-cleanup_ns
 echo "vanished peer: death announced after $(field after_s "$out") s (-1: never); rss ${peak} MB"

@@ -43,7 +43,8 @@ bool Arena::join(Link *link, const QString &address, const QString &peer, qint64
     }
     ++fromAddress;
     Member &member =
-        members.insert(link, Member{{}, address, peer, Pace(limits, now), {}, 0, {}}).value();
+        members.insert(link, Member{{}, address, peer, Pace(limits, now), now, {}, 0, {}, {}})
+            .value();
     startLife(link, member);
     qInfo().noquote() << "player" << member.avatar.id() << "connected from" << peer;
     introduceOthers(link);
@@ -76,22 +77,25 @@ void Arena::receive(Link *link, QByteArrayView bytes, qint64 now)
 // False when the line has cost the client its connection.
 bool Arena::take(Link *link, Member &member, QByteArrayView text, qint64 now)
 {
-    if (text.isEmpty())
-        return true;
+    // An empty line costs us a pass through here like any other.
     if (const Pace::Verdict verdict = member.pace.admitLine(now); verdict != Pace::Pass)
         return refuse(link, member, verdict, OverRate, now);
+    if (text.isEmpty())
+        return true;
     const std::optional<Line> line = text.size() > maxLineLength ? std::nullopt : Line::parse(text);
+    if (line && clientMaySend(line->type))
+        member.lastHeard = now;
     if (!line)
         ++member.dropped[text.size() > maxLineLength ? TooLong : Unparsable];
     else if (!clientMaySend(line->type))
         ++member.dropped[ServerOnly];
-    else if (line->type != Line::Respawn && !member.avatar.isAlive())
+    else if (line->type == Line::Respawn)
+        return askRespawn(link, member, now);
+    else if (!member.avatar.isAlive())
         ++member.dropped[NoAvatar];
     else if (const Pace::Verdict verdict = member.pace.admit(line->type, now);
              verdict != Pace::Pass)
         return refuse(link, member, verdict, OverTypeRate, now);
-    else if (line->type == Line::Respawn)
-        respawn(link, member);
     else
         pass(link, member, *line);
     return true;
@@ -130,13 +134,47 @@ void Arena::introduceOthers(Link *newcomer)
     }
 }
 
-void Arena::respawn(Link *link, Member &member)
+// A client asks once per death and never again until it is answered, so an early one
+// waits for its rate instead of being lost; asking again meanwhile is over the rate.
+bool Arena::askRespawn(Link *link, Member &member, qint64 now)
 {
+    if (member.respawnDue)
+        return refuse(link, member, member.pace.overflow(now), OverTypeRate, now);
     // Clients ask only once they are dead and have dropped their own avatar. One that
     // asks while alive here has dropped it all the same, so that life ends as a death
     // would end it, and nobody keeps a ghost of it.
     if (member.avatar.isAlive())
         pass(link, member, Line{Line::Death, "0", "0"});
+    const qint64 due = member.pace.reserveRespawn(now);
+    if (due <= now) {
+        respawn(link, member);
+        return true;
+    }
+    member.respawnDue = due;
+    waitingRespawns.insert(due, link);
+    return true;
+}
+
+std::optional<qint64> Arena::nextRespawnDue() const
+{
+    if (waitingRespawns.isEmpty())
+        return std::nullopt;
+    return waitingRespawns.firstKey();
+}
+
+void Arena::answerRespawns(qint64 now)
+{
+    while (!waitingRespawns.isEmpty() && waitingRespawns.firstKey() <= now) {
+        Link *link = waitingRespawns.begin().value();
+        waitingRespawns.erase(waitingRespawns.begin());
+        Member &member = members[link];
+        member.respawnDue.reset();
+        respawn(link, member);
+    }
+}
+
+void Arena::respawn(Link *link, Member &member)
+{
     const int oldId = member.avatar.id();
     idsInUse.remove(oldId);
     // The client kept every other avatar and heard about every change while it was
@@ -162,6 +200,8 @@ void Arena::leave(Link *link, const QString &reason)
     reportDrops(*it);
     const Member member = *it;
     members.erase(it);
+    if (member.respawnDue)
+        waitingRespawns.remove(*member.respawnDue, link);
     if (--perAddress[member.address] == 0)
         perAddress.remove(member.address);
     idsInUse.remove(member.avatar.id());
@@ -180,16 +220,33 @@ void Arena::cut(Link *link, const QString &reason)
 
 void Arena::tick(qint64 now)
 {
-    QList<Link *> stuck;
+    answerRespawns(now);
+    QList<std::pair<Link *, QString>> expired;
     for (auto it = members.begin(); it != members.end(); ++it) {
         reportDrops(*it);
-        if (!it->unfinished.isEmpty() && now - it->unfinishedSince >= limits.lineTimeoutMs)
-            stuck << it.key();
+        if (QString reason = overdue(*it, now); !reason.isEmpty())
+            expired.append({it.key(), std::move(reason)});
     }
     reportRefusals();
     barredUntil.removeIf([now](const auto &entry) { return entry.value() <= now; });
-    for (Link *link : stuck)
-        cut(link, QString("left a line unfinished for %1 s").arg(limits.lineTimeoutMs / 1000.0));
+    for (const auto &[link, reason] : std::as_const(expired))
+        cut(link, reason);
+}
+
+// Why the member has waited too long for something, if it has.
+QString Arena::overdue(const Member &member, qint64 now) const
+{
+    if (!member.unfinished.isEmpty() && now - member.unfinishedSince >= limits.lineTimeoutMs)
+        return QString("left a line unfinished for %1 s").arg(limits.lineTimeoutMs / 1000.0);
+    // A living client reports its position every few seconds; a dead one says nothing
+    // until its player asks to play again.
+    const bool alive = member.avatar.isAlive();
+    const qint64 idle = alive ? limits.livingIdleMs : limits.idleTimeoutMs;
+    if (now - member.lastHeard >= idle)
+        return QString("sent nothing for %1 s %2")
+            .arg(idle / 1000.0)
+            .arg(alive ? "while alive" : "while dead");
+    return {};
 }
 
 void Arena::closeAll(const QString &reason)

@@ -7,9 +7,11 @@
 #include "relaylimits.h"
 
 #include <QHash>
+#include <QMultiMap>
 #include <QSet>
 #include <QString>
 #include <array>
+#include <optional>
 
 // The game's rules over connections, without the sockets: gives every life its id,
 // introduces players to each other, passes each client's lines on to everybody under
@@ -29,9 +31,13 @@ public:
     void receive(Link *link, QByteArrayView bytes, qint64 now);
     // The connection has ended; its avatar dies for everybody.
     void leave(Link *link, const QString &reason);
-    // Ends what has timed out and writes the summaries of what was dropped.
+    // Ends what has timed out, answers the respawns that are due and writes the
+    // summaries of what was dropped.
     void tick(qint64 now);
     void closeAll(const QString &reason);
+    // When the earliest respawn that waits for its rate may be answered.
+    std::optional<qint64> nextRespawnDue() const;
+    void answerRespawns(qint64 now);
 
     qsizetype size() const { return members.size(); }
     // The next life gets the id after this one.
@@ -55,15 +61,21 @@ private:
         QString address;
         QString peer;
         Pace pace;
+        // The last line of the game from this client.
+        qint64 lastHeard = 0;
         QByteArray unfinished;
         qint64 unfinishedSince = 0;
+        // When its waiting respawn is due, if one waits.
+        std::optional<qint64> respawnDue;
         std::array<int, DropKinds> dropped{};
     };
 
     bool take(Link *link, Member &member, QByteArrayView text, qint64 now);
     bool refuse(Link *link, Member &member, Pace::Verdict verdict, Drop kind, qint64 now);
+    QString overdue(const Member &member, qint64 now) const;
     void startLife(Link *link, Member &member);
     void introduceOthers(Link *newcomer);
+    bool askRespawn(Link *link, Member &member, qint64 now);
     void respawn(Link *link, Member &member);
     void pass(Link *link, Member &member, const Line &line);
     void cut(Link *link, const QString &reason);
@@ -77,6 +89,7 @@ private:
     QHash<QString, int> perAddress;
     QHash<QString, qint64> barredUntil;
     QSet<int> idsInUse;
+    QMultiMap<qint64, Link *> waitingRespawns;
     int lastId = 0;
     int refusedFull = 0;
     int refusedAddress = 0;

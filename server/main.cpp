@@ -1,4 +1,6 @@
 #include "relay.h"
+#include "stderrlog.h"
+#include "systemdnotifier.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -13,19 +15,46 @@
 
 namespace {
 
-const char *const description = R"(Relay server of the vorlen arena.
+// The help text, with the defaults that the relay really has.
+QString description(const RelayLimits &limits)
+{
+    return QString(R"(Relay server of the vorlen arena.
 
 Defaults are chosen for a public server:
-  64 players, since every newcomer is introduced to every other player;
-  16 per address, since players behind one NAT share an address;
-  40 lines a second with bursts of 80, several times what a fight needs (a click or
+  %1 players, since every newcomer is introduced to every other player;
+  %2 per address, since players behind one NAT share an address (an IPv6 /64 counts
+  as one address);
+  %3 lines a second with bursts of %4, several times what a fight needs (a click or
   two a second, a position every 4 s, a damage line per hit taken), and each kind of
   line at the game's own pace (a weapon fires at most twice a second, a weapon is
-  taken by a key press, a respawn follows a death); a client far over them is cut
-  and its address refused for 10 s;
-  10 s for a line to arrive whole, where a real client needs milliseconds.
-A client that stops reading is cut once the system refuses its data for 10 s; a peer
-that vanishes is noticed by TCP keep-alive within about 30 s.)";
+  taken by a key press, a respawn follows a death; an early respawn waits for its
+  turn); a client far over them is cut and its address refused for %5 s;
+  %6 s for a line to arrive whole, where a real client needs milliseconds;
+  %7 s of silence from a living player, who reports its position every 4 s, and
+  %8 s from a dead one.
+A client that stops reading is cut once the system refuses its data for %9 s; a peer
+that vanishes is noticed by TCP keep-alive within about 30 s.)")
+        .arg(limits.maxPlayers)
+        .arg(limits.maxPerAddress)
+        .arg(limits.lineRate)
+        .arg(limits.lineBurst)
+        .arg(limits.floodBarMs / 1000.0)
+        .arg(limits.lineTimeoutMs / 1000.0)
+        .arg(limits.livingIdleMs / 1000.0)
+        .arg(limits.idleTimeoutMs / 1000.0)
+        .arg(limits.stallTimeoutMs / 1000.0);
+}
+
+QCommandLineOption option(const QString &name, const QString &text, const QString &valueName,
+                          const QString &byDefault)
+{
+    return {name, QString("%1 (default %2).").arg(text, byDefault), valueName, byDefault};
+}
+
+QString seconds(qint64 milliseconds)
+{
+    return QString::number(milliseconds / 1000);
+}
 
 int fail(const QString &message)
 {
@@ -91,7 +120,8 @@ std::optional<Options> parse(const QCommandLineParser &parser)
     const std::optional<int> rate = count(parser, "line-rate", 0);
     const std::optional<int> burst = count(parser, "line-burst", 1);
     const std::optional<int> timeout = count(parser, "line-timeout", 1);
-    if (!port || !players || !perAddress || !rate || !burst || !timeout)
+    const std::optional<int> idle = count(parser, "idle-timeout", 1);
+    if (!port || !players || !perAddress || !rate || !burst || !timeout || !idle)
         return std::nullopt;
     options.port = quint16(*port);
     options.limits.maxPlayers = *players;
@@ -99,6 +129,7 @@ std::optional<Options> parse(const QCommandLineParser &parser)
     options.limits.lineRate = *rate;
     options.limits.lineBurst = *burst;
     options.limits.lineTimeoutMs = *timeout * qint64(1000);
+    options.limits.idleTimeoutMs = *idle * qint64(1000);
     return options;
 }
 
@@ -108,34 +139,43 @@ int main(int argc, char *argv[])
 {
     const int stopFd = stopSignals();
     raiseDescriptorLimit();
+    logToStderrWithoutWaiting();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("vorlen-server");
     QCoreApplication::setApplicationVersion(VORLEN_VERSION);
 
+    const RelayLimits defaults;
     QCommandLineParser parser;
-    parser.setApplicationDescription(description);
+    parser.setApplicationDescription(description(defaults));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({
-        {"listen", "Listen on ADDRESS; \"any\" is every IPv4 and IPv6 address (default 127.0.0.1).",
-         "ADDRESS", "127.0.0.1"},
-        {"port", "Listen on TCP port N (default 7000).", "N", "7000"},
-        {"max-players", "Connections at once; one over the cap is closed at once (default 64).",
-         "N", "64"},
-        {"max-per-address", "Connections from one address; 0 is no cap (default 16).", "N", "16"},
-        {"line-rate",
-         "Lines a second a client may send, sustained; 0 turns every rate limit off "
-         "(default 40).",
-         "N", "40"},
-        {"line-burst", "Lines a client may send at once above that rate (default 80).", "N", "80"},
-        {"line-timeout", "An unfinished line older than this ends the connection (default 10).",
-         "SECONDS", "10"},
+        option("listen", "Listen on ADDRESS; \"any\" is every IPv4 and IPv6 address", "ADDRESS",
+               "127.0.0.1"),
+        option("port", "Listen on TCP port N", "N", "7000"),
+        option("max-players", "Connections at once; one over the cap is closed at once", "N",
+               QString::number(defaults.maxPlayers)),
+        option("max-per-address", "Connections from one address or IPv6 /64; 0 is no cap", "N",
+               QString::number(defaults.maxPerAddress)),
+        option("line-rate",
+               "Lines a second a client may send, sustained; 0 turns every rate limit off", "N",
+               QString::number(defaults.lineRate)),
+        option("line-burst", "Lines a client may send at once above that rate", "N",
+               QString::number(defaults.lineBurst)),
+        option("line-timeout", "An unfinished line older than this ends the connection", "SECONDS",
+               seconds(defaults.lineTimeoutMs)),
+        option("idle-timeout",
+               "A dead player who sends nothing for this long is disconnected; a living one "
+               "after " +
+                   seconds(defaults.livingIdleMs) + " s",
+               "SECONDS", seconds(defaults.idleTimeoutMs)),
     });
     parser.process(app);
     const std::optional<Options> options = parse(parser);
     if (!options)
         return 2;
 
+    SystemdNotifier notifier;
     Relay relay(options->limits);
     if (!relay.listen(options->address, options->port))
         return fail(QString("cannot listen on %1:%2: %3")
@@ -143,6 +183,8 @@ int main(int argc, char *argv[])
                              relay.errorString()));
     qInfo().noquote() << "listening on"
                       << options->address.toString() + ':' + QString::number(relay.port());
+    QObject::connect(&relay, &Relay::playersChanged, &notifier, &SystemdNotifier::setPlayers);
+    notifier.ready();
 
     QSocketNotifier stop(stopFd, QSocketNotifier::Read);
     QObject::connect(&stop, &QSocketNotifier::activated, &app, [&] {
@@ -150,6 +192,7 @@ int main(int argc, char *argv[])
         if (read(stopFd, &info, sizeof info) != sizeof info)
             return;
         qInfo().noquote() << "shutting down on" << strsignal(int(info.ssi_signo));
+        notifier.stopping();
         relay.shutDown("server shutting down");
         app.quit();
     });

@@ -25,7 +25,6 @@ Rate rateOf(Line::Type type)
     case Line::Position:
         return {1, 4}; // one every 4 s
     case Line::Respawn:
-    case Line::Death:
         return {0.5, 3}; // one per life
     default:
         return {1, 1}; // never relayed
@@ -52,12 +51,25 @@ Pace::Verdict Pace::admitLine(qint64 now)
 
 Pace::Verdict Pace::admit(Line::Type type, qint64 now)
 {
+    // One death per life, and the lives are paced by the respawns.
+    if (type == Line::Death)
+        return Pass;
     return judge(types[type], now);
+}
+
+qint64 Pace::reserveRespawn(qint64 now)
+{
+    return limited ? types[Line::Respawn].reserve(now) : now;
+}
+
+Pace::Verdict Pace::overflow(qint64 now)
+{
+    return drops.take(now) ? Drop : Cut;
 }
 
 Pace::Verdict Pace::judge(TokenBucket &bucket, qint64 now)
 {
     if (!limited || bucket.take(now))
         return Pass;
-    return drops.take(now) ? Drop : Cut;
+    return overflow(now);
 }

@@ -26,6 +26,10 @@ public:
 
     Verdict admitLine(qint64 now);
     Verdict admit(Line::Type type, qint64 now);
+    // When the next respawn may be answered; the time is taken for it.
+    qint64 reserveRespawn(qint64 now);
+    // A line over some rate has been dropped.
+    Verdict overflow(qint64 now);
 
 private:
     Verdict judge(TokenBucket &bucket, qint64 now);

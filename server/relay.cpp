@@ -29,6 +29,7 @@ Relay::Relay(const RelayLimits &limits, QObject *parent)
     , server(new QTcpServer(this))
     , sweepTimer(new QTimer(this))
     , acceptPause(new QTimer(this))
+    , respawnTimer(new QTimer(this))
 {
     clock.start();
     connect(server, &QTcpServer::newConnection, this, &Relay::accept);
@@ -38,6 +39,9 @@ Relay::Relay(const RelayLimits &limits, QObject *parent)
     connect(acceptPause, &QTimer::timeout, this, &Relay::resumeAccepting);
     connect(sweepTimer, &QTimer::timeout, this, &Relay::sweep);
     sweepTimer->start(limits.sweepIntervalMs);
+    respawnTimer->setSingleShot(true);
+    respawnTimer->setTimerType(Qt::PreciseTimer);
+    connect(respawnTimer, &QTimer::timeout, this, &Relay::answerRespawns);
 }
 
 bool Relay::listen(const QHostAddress &address, quint16 port)
@@ -69,16 +73,18 @@ void Relay::accept()
             outOfDescriptors = false;
             qInfo() << "accepting connections again";
         }
-        auto *session = new Session(socket, limits.maxBacklog, this);
+        auto *session = new Session(socket, limits.maxBacklog(arena.size()), this);
         sessions.insert(session);
         connect(session, &Session::received, this, [this, session](QByteArrayView bytes) {
             arena.receive(session, bytes, clock.elapsed());
+            scheduleRespawns();
         });
         connect(session, &Session::closed, this,
                 [this, session](const QString &reason) { remove(session, reason); });
         if (!arena.join(session, session->address(), session->peer(), clock.elapsed()))
             session->close();
     }
+    countPlayers();
     if (!descriptorAvailable(server->socketDescriptor()))
         pauseAccepting();
 }
@@ -118,6 +124,7 @@ void Relay::remove(Session *session, const QString &reason)
     arena.leave(session, reason);
     sessions.remove(session);
     session->deleteLater();
+    countPlayers();
     if (acceptPause->isActive()) {
         acceptPause->stop();
         resumeAccepting();
@@ -129,4 +136,31 @@ void Relay::sweep()
     for (Session *session : std::as_const(sessions))
         session->checkOutput(limits.stallTimeoutMs);
     arena.tick(clock.elapsed());
+    scheduleRespawns();
+}
+
+void Relay::scheduleRespawns()
+{
+    const std::optional<qint64> due = arena.nextRespawnDue();
+    if (!due)
+        return;
+    const int wait = int(qMax<qint64>(0, *due - clock.elapsed()));
+    if (!respawnTimer->isActive() || respawnTimer->remainingTime() > wait)
+        respawnTimer->start(wait);
+}
+
+void Relay::answerRespawns()
+{
+    arena.answerRespawns(clock.elapsed());
+    scheduleRespawns();
+}
+
+void Relay::countPlayers()
+{
+    if (arena.size() == lastCount)
+        return;
+    lastCount = arena.size();
+    for (Session *session : std::as_const(sessions))
+        session->setMaxBacklog(limits.maxBacklog(lastCount));
+    emit playersChanged(lastCount);
 }

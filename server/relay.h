@@ -33,20 +33,28 @@ public:
     // Ends what has timed out and sums up what was dropped; a timer calls it regularly.
     void sweep();
 
+signals:
+    void playersChanged(qsizetype players);
+
 private:
     void accept();
     void pauseAccepting();
     void acceptFailed(QAbstractSocket::SocketError error);
     void resumeAccepting();
     void remove(Session *session, const QString &reason);
+    void scheduleRespawns();
+    void answerRespawns();
+    void countPlayers();
 
     RelayLimits limits;
     Arena arena;
     QTcpServer *server;
     QTimer *sweepTimer;
     QTimer *acceptPause;
+    QTimer *respawnTimer;
     QElapsedTimer clock;
     QSet<Session *> sessions;
+    qsizetype lastCount = 0;
     bool outOfDescriptors = false;
 };
 

@@ -13,8 +13,12 @@ public:
 
     // Takes a token if one is left.
     bool take(qint64 now);
+    // Takes the next token, now or in the future, and says when it is there.
+    qint64 reserve(qint64 now);
 
 private:
+    void refill(qint64 now);
+
     double rate = 0;
     double burst = 0;
     double tokens = 0;

@@ -1,63 +1,17 @@
 #include "relay.h"
+#include "relayclients.h"
 
 #include <QtNetwork>
 #include <QtTest>
 #include <climits>
 #include <csignal>
+#include <fcntl.h>
 #include <memory>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 #include <vector>
-
-// A client as the test sees it: a real socket, every line received and its latest id.
-struct Peer
-{
-    explicit Peer(quint16 port, const QHostAddress &from = QHostAddress::LocalHost)
-    {
-        QObject::connect(&socket, &QTcpSocket::readyRead, &socket, [this] {
-            while (socket.canReadLine()) {
-                const QByteArray line = socket.readLine().chopped(1);
-                ++count;
-                id = line.startsWith("0x") ? line.split(';').first().mid(2).toInt() : id;
-                if (keepLines)
-                    lines << line;
-            }
-        });
-        socket.bind(from);
-        socket.connectToHost(QHostAddress::LocalHost, port);
-    }
-    bool isConnected() const { return socket.state() == QAbstractSocket::ConnectedState; }
-    QTcpSocket socket;
-    QByteArrayList lines;
-    bool keepLines = true;
-    int count = 0;
-    int id = 0;
-};
-
-// The built relay program, started with these options on a free port; `port` stays
-// 0 if it never says where it listens.
-struct ServerProcess
-{
-    explicit ServerProcess(QStringList options, std::function<void()> inChild = {})
-    {
-        if (inChild)
-            process.setChildProcessModifier(inChild);
-        QObject::connect(&process, &QProcess::readyReadStandardError, &process,
-                         [this] { log += process.readAllStandardError(); });
-        process.start(QCoreApplication::applicationDirPath() + "/../vorlen-server",
-                      options + QStringList{"--port", "0"});
-        const auto listening = [this] { return log.mid(log.indexOf("listening on")); };
-        if (QTest::qWaitFor([&] { return listening().contains('\n'); }, 10000))
-            port = listening().split('\n').first().split(':').last().toUShort();
-    }
-    ~ServerProcess()
-    {
-        process.kill();
-        process.waitForFinished();
-    }
-    QProcess process;
-    QByteArray log;
-    quint16 port = 0;
-};
 
 // Every message of the relay, kept for the tests instead of printed.
 QStringList logged;
@@ -74,16 +28,6 @@ QByteArrayList expect(QByteArray text, const QList<int> &ids)
     QByteArrayList lines = text.split('\n');
     lines.removeAll(QByteArray());
     return lines;
-}
-
-// Columns of these types and names, and rows of cells in the same order.
-template <typename... Types, typename... Names> void columns(Names... names)
-{
-    (QTest::addColumn<Types>(names), ...);
-}
-template <typename... Cells> void addRow(const char *tag, const Cells &...cells)
-{
-    (QTest::newRow(tag) << ... << cells);
 }
 
 class TestRelay : public QObject
@@ -236,19 +180,20 @@ private slots:
 
     void nonReaderIsCut_data()
     {
-        columns<qint64, qint64, QString>("maxBacklog", "stallTimeoutMs", "reason");
-        addRow("backlog", qint64(16 * 1024), qint64(3600000), QString("disconnected: left "));
-        addRow("stall", qint64(1) << 30, qint64(100),
-               QString("disconnected: read nothing for 0.1 s"));
+        // The backlog allowed is every player's burst at once, or 256 KiB if more: 256
+        // KiB, or 532 MB.
+        columns<double, qint64, QString>("lineBurst", "stallTimeoutMs", "reason");
+        addRow("backlog", 1.0, qint64(3600000), QString("disconnected: left "));
+        addRow("stall", 1e6, qint64(100), QString("disconnected: read nothing for 0.1 s"));
     }
     void nonReaderIsCut()
     {
-        QFETCH(qint64, maxBacklog);
+        QFETCH(double, lineBurst);
         QFETCH(qint64, stallTimeoutMs);
         QFETCH(QString, reason);
         limits.lineRate = 0;
         limits.sweepIntervalMs = 20;
-        limits.maxBacklog = maxBacklog;
+        limits.lineBurst = lineBurst;
         limits.stallTimeoutMs = stallTimeoutMs;
         restart();
         Peer &reader = join();
@@ -328,6 +273,7 @@ private slots:
                                  times("9x0;1;1\n", 4) + times("4x0;2;1\n", 20);
         addRow("over the line rate", mixed, 80, 20);
         addRow("flood", times("2x0;1;1\n", 3000), -1, -1);
+        addRow("flood of empty lines", times("\n", 3000), -1, -1);
     }
     void ratesKeepTheGamePace()
     {
@@ -357,6 +303,60 @@ private slots:
         QTRY_COMPARE((relay->sweep(), droppedInAll()), dropped);
         QTRY_COMPARE(other.lines.size() - 2, relayed);
         QVERIFY(sender.isConnected());
+    }
+
+    // A player who dies as soon as it lives: the respawns past the rate's burst wait
+    // for their turn instead of being lost, and every death reaches the others.
+    void earlyRespawnsWait()
+    {
+        Peer &other = join();
+        Peer &player = join();
+        QList<int> ids{player.id};
+        QByteArray seen = "0x%2;0;0\n1x%1;100;100\n";
+        for (int life = 1; life < 8; ++life) {
+            player.socket.write("5x0;0;0\nrx-1;0;0\n");
+            QTRY_VERIFY_WITH_TIMEOUT(player.id != ids.last(), 5000);
+            ids << player.id;
+            seen += QByteArray("5x%1;0;0\n1x%2;100;100\n")
+                        .replace("%1", QByteArray::number(ids[life - 1]))
+                        .replace("%2", QByteArray::number(ids[life]));
+        }
+        QTRY_COMPARE(other.lines, expect(seen, {ids.first(), other.id}));
+        relay->sweep();
+        QCOMPARE(logged.filter(" dropped "), QStringList());
+    }
+
+    void silenceEndsTheConnection_data()
+    {
+        columns<bool, qint64, qint64, QString>("dead", "livingIdleMs", "idleTimeoutMs", "reason");
+        const qint64 hour = 3600000, now = 0;
+        addRow("alive", false, now, hour, QString("sent nothing for 0 s while alive"));
+        addRow("alive, within its time", false, hour, now, QString());
+        addRow("dead", true, hour, now, QString("sent nothing for 0 s while dead"));
+        addRow("dead, within its time", true, now, hour, QString());
+    }
+    void silenceEndsTheConnection()
+    {
+        QFETCH(bool, dead);
+        QFETCH(qint64, livingIdleMs);
+        QFETCH(qint64, idleTimeoutMs);
+        QFETCH(QString, reason);
+        limits.livingIdleMs = livingIdleMs;
+        limits.idleTimeoutMs = idleTimeoutMs;
+        restart();
+        Peer &player = join();
+        if (dead) {
+            player.socket.write("5x0;0;0\n");
+            QTRY_COMPARE(player.lines.last(), "5x" + QByteArray::number(player.id) + ";0;0");
+        }
+        relay->sweep();
+        const QStringList ended = logged.filter("disconnected: ");
+        QCOMPARE(ended.size(), reason.isEmpty() ? 0 : 1);
+        if (!reason.isEmpty()) {
+            QVERIFY2(ended.first().endsWith(reason), qPrintable(ended.first()));
+            QTRY_VERIFY(!player.isConnected());
+        }
+        QCOMPARE(player.isConnected(), reason.isEmpty());
     }
 
     void logsSumUpDrops()
@@ -399,9 +399,11 @@ private slots:
     {
         QFETCH(int, soft);
         QFETCH(int, hard);
-        ServerProcess server({"--max-per-address", "0"}, [soft, hard] {
-            const rlimit limit{rlim_t(soft), rlim_t(hard)};
-            setrlimit(RLIMIT_NOFILE, &limit);
+        ServerProcess server({"--max-per-address", "0"}, [soft, hard](QProcess &process) {
+            process.setChildProcessModifier([soft, hard] {
+                const rlimit limit{rlim_t(soft), rlim_t(hard)};
+                setrlimit(RLIMIT_NOFILE, &limit);
+            });
         });
         QVERIFY2(server.port, server.log.constData());
         const int clients = 30;
@@ -463,7 +465,7 @@ private slots:
         columns<QStringList, int, QByteArray>("arguments", "status", "printed");
         addRow("help", QStringList{"--help"}, 0,
                QByteArray("--listen --port --max-players --max-per-address --line-rate "
-                          "--line-burst --line-timeout"));
+                          "--line-burst --line-timeout --idle-timeout"));
         addRow("version", QStringList{"--version"}, 0, QByteArray(VORLEN_VERSION));
         addRow("no players", QStringList{"--max-players", "0"}, 2,
                QByteArray("invalid --max-players 0"));
@@ -480,6 +482,140 @@ private slots:
         const QByteArray output = server.readAllStandardOutput() + server.readAllStandardError();
         for (const QByteArray &word : printed.split(' '))
             QVERIFY2(output.contains(word), output.constData());
+    }
+
+    // Connections come and go while nobody reads the log, which a pipe of one page
+    // holds: the relay serves on, and says what it lost once it can write again.
+    void unreadLogStopsNothing()
+    {
+        int ends[2];
+        QVERIFY(pipe2(ends, O_CLOEXEC) == 0);
+        fcntl(ends[0], F_SETPIPE_SZ, 4096);
+        QProcess server;
+        server.setChildProcessModifier([&ends] { dup2(ends[1], STDERR_FILENO); });
+        server.start(QCoreApplication::applicationDirPath() + "/../vorlen-server",
+                     {"--port", "0", "--max-per-address", "0"});
+        ::close(ends[1]);
+        QFile log;
+        QVERIFY(log.open(ends[0], QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
+        const QByteArray listening = log.readLine();
+        QVERIFY2(listening.startsWith("listening on"), listening.constData());
+        const quint16 port = listening.trimmed().split(':').last().toUShort();
+        // Half the cap at a time, since the last round may not have left yet.
+        for (int round = 0; round < 20; ++round) {
+            connectMany(port, 32, false);
+            for (const auto &peer : peers)
+                QTRY_VERIFY(peer->id > 0);
+            peers.clear();
+        }
+        Peer &player = *peers.emplace_back(std::make_unique<Peer>(port));
+        QTRY_VERIFY(player.id > 0);
+        roundTrip(player);
+        fcntl(ends[0], F_SETFL, O_NONBLOCK);
+        (void)log.readAll();
+        player.socket.disconnectFromHost();
+        QByteArray after;
+        QTRY_VERIFY((after += log.readAll()).contains("disconnected"));
+        QVERIFY2(QRegularExpression("^\\d+ lines of the log were lost").match(after).hasMatch(),
+                 after.constData());
+        server.kill();
+        server.waitForFinished();
+    }
+
+    void tellsTheServiceManager()
+    {
+#ifndef VORLEN_HAVE_SYSTEMD
+        QSKIP("built without libsystemd, so the relay tells systemd nothing");
+#endif
+        QTemporaryDir dir;
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const QByteArray path = QFile::encodeName(dir.filePath("notify"));
+        qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
+        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        QVERIFY(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
+        QByteArrayList said;
+        QSocketNotifier notifier(fd, QSocketNotifier::Read);
+        connect(&notifier, &QSocketNotifier::activated, this, [&] {
+            char message[256];
+            for (ssize_t size; (size = recv(fd, message, sizeof message, 0)) > 0;)
+                said << QByteArray(message, size);
+        });
+        ServerProcess server({}, [&path](QProcess &process) {
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+            environment.insert("NOTIFY_SOCKET", path);
+            environment.insert("WATCHDOG_USEC", "100000");
+            process.setProcessEnvironment(environment);
+        });
+        QVERIFY2(server.port, server.log.constData());
+        QTRY_COMPARE(said.mid(0, 2), (QByteArrayList{"READY=1", "STATUS=0 players"}));
+        connectMany(server.port, 2);
+        QTRY_VERIFY(said.contains("STATUS=2 players"));
+        // Every 50 ms, for as long as the event loop turns.
+        QTRY_VERIFY(said.count("WATCHDOG=1") >= 5);
+        ::kill(pid_t(server.process.processId()), SIGTERM);
+        QVERIFY(server.process.waitForFinished(10000));
+        QTRY_VERIFY(said.contains("STOPPING=1"));
+        ::close(fd);
+    }
+
+    // Each default stands once, in the limits, and --help shows it; what the manual
+    // page, the README and the units say must agree.
+    void defaultsAgree_data()
+    {
+        // The options stated in the parts of the file that `within` matches.
+        columns<QString, QString, QString, bool>("file", "within", "pattern", "complete");
+        const QString whole = "(?s).+";
+        addRow("manual page", QString("packaging/vorlen-server.8"), whole,
+               QString(R"(\.BI \\-\\-(\S+) .*\n(?:(?!\.TP).*\n)*?.*Default \\fB([^\\]+)\\fR)"),
+               true);
+        addRow("README", QString("README.md"), whole,
+               QString(R"(\| `--([a-z-]+) \S+` \| ([^|]+) \|)"), false);
+        // The address and the port are the units' own choice.
+        for (const char *unit : {"vorlen-server.service", "vorlen-server@.service"})
+            addRow(unit, QString("packaging/") + unit, QString("(?m)^ExecStart=.*$"),
+                   QString(R"(--((?!listen|port)[a-z-]+) (\S+))"), false);
+    }
+    void defaultsAgree()
+    {
+        QFETCH(QString, file);
+        QFETCH(QString, within);
+        QFETCH(QString, pattern);
+        QFETCH(bool, complete);
+        QProcess server;
+        server.start(QCoreApplication::applicationDirPath() + "/../vorlen-server", {"--help"});
+        QVERIFY(server.waitForFinished());
+        const QString help = QString(server.readAllStandardOutput()).simplified();
+        QMap<QString, QString> byDefault;
+        const QRegularExpression option(R"(--([a-z-]+) <\w+> .*?\(default ([^)]+)\))");
+        for (const QRegularExpressionMatch &match : option.globalMatch(help))
+            byDefault.insert(match.captured(1), match.captured(2));
+        const RelayLimits limits;
+        const QMap<QString, QString> fromLimits{
+            {"max-players", QString::number(limits.maxPlayers)},
+            {"max-per-address", QString::number(limits.maxPerAddress)},
+            {"line-rate", QString::number(limits.lineRate)},
+            {"line-burst", QString::number(limits.lineBurst)},
+            {"line-timeout", QString::number(limits.lineTimeoutMs / 1000)},
+            {"idle-timeout", QString::number(limits.idleTimeoutMs / 1000)},
+        };
+        for (auto it = fromLimits.cbegin(); it != fromLimits.cend(); ++it)
+            QCOMPARE(byDefault.value(it.key()), it.value());
+        // The sources, not the manual page configured into the build tree.
+        QFile source(QT_TESTCASE_SOURCEDIR "/../" + file);
+        QVERIFY2(source.open(QIODevice::ReadOnly), qPrintable(file));
+        QMap<QString, QString> stated;
+        for (const QRegularExpressionMatch &part :
+             QRegularExpression(within).globalMatch(QString(source.readAll()))) {
+            for (const QRegularExpressionMatch &match :
+                 QRegularExpression(pattern).globalMatch(part.captured()))
+                stated.insert(match.captured(1).replace("\\-", "-"), match.captured(2).trimmed());
+        }
+        QVERIFY(!stated.isEmpty() || !complete);
+        for (auto it = stated.cbegin(); it != stated.cend(); ++it)
+            QCOMPARE(it.key() + ' ' + it.value(), it.key() + ' ' + byDefault.value(it.key()));
+        if (complete)
+            QCOMPARE(stated.keys(), byDefault.keys());
     }
 };
 
