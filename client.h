@@ -1,6 +1,8 @@
 #ifndef CLIENT_H
 #define CLIENT_H
 
+#include "serveraddress.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMap>
@@ -36,7 +38,7 @@ class Client : public QObject
     Q_OBJECT
 
 public:
-    static constexpr quint16 serverPort = 7000;
+    static constexpr quint16 serverPort = ServerAddress::standardPort;
 
     // One received line, cut into its fields.
     struct Line
