@@ -85,6 +85,8 @@ public:
 
 signals:
     void inventoryChanged(int slotIndex, int itemId);
+    // The server gave the player this id.
+    void spawned(int id);
 
 private slots:
     void onReadyRead();
