@@ -463,7 +463,7 @@ private slots:
         columns<QStringList, int, QByteArray>("arguments", "status", "printed");
         addRow("help", QStringList{"--help"}, 0,
                QByteArray("--listen --port --max-players --max-per-address --line-rate "
-                          "--line-burst --line-timeout"));
+                          "--line-burst --line-timeout --name --no-discovery --query"));
         addRow("version", QStringList{"--version"}, 0, QByteArray(VORLEN_VERSION));
         addRow("no players", QStringList{"--max-players", "0"}, 2,
                QByteArray("invalid --max-players 0"));
