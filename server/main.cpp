@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -171,13 +172,15 @@ int main(int argc, char *argv[])
                              relay.errorString()));
     qInfo().noquote() << "listening on"
                       << options->address.toString() + ':' + QString::number(relay.port());
-    DiscoveryResponder discovery(relay, options->name, options->limits.maxPlayers, {});
+    std::unique_ptr<DiscoveryResponder> discovery;
     if (!parser.isSet("no-discovery")) {
-        if (!discovery.listen(options->address, relay.port()))
+        discovery = std::make_unique<DiscoveryResponder>(
+            relay, options->name, options->limits.maxPlayers, DiscoveryResponder::Limits());
+        if (!discovery->listen(options->address, relay.port()))
             return fail(QString("cannot answer discovery on UDP port %1: %2 (--no-discovery "
                                 "turns it off)")
                             .arg(relay.port())
-                            .arg(discovery.errorString()));
+                            .arg(discovery->errorString()));
         qInfo().noquote() << "answering lobbies on the local network as" << options->name;
     }
 
