@@ -468,6 +468,9 @@ private slots:
         addRow("no players", QStringList{"--max-players", "0"}, 2,
                QByteArray("invalid --max-players 0"));
         addRow("bad port", QStringList{"--port", "70000"}, 2, QByteArray("invalid --port 70000"));
+        // 33 bytes: more than an answer to the lobbies carries.
+        addRow("long name", QStringList{"--name", "a" + QString("ą").repeated(16)}, 2,
+               QByteArray("invalid --name"));
     }
     void commandLine()
     {
