@@ -243,6 +243,7 @@ void Client::spawn(int id)
     connect(groundWeapon, &Gun::collidedWithPlayer, this,
             [this, weapon = groundWeapon](int type) { pickUp(weapon, type); });
     layOutScenery();
+    emit spawned(id);
 }
 
 void Client::layOutGroundWeapon()

@@ -1,6 +1,8 @@
 #ifndef CLIENT_H
 #define CLIENT_H
 
+#include "serveraddress.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMap>
@@ -36,7 +38,7 @@ class Client : public QObject
     Q_OBJECT
 
 public:
-    static constexpr quint16 serverPort = 7000;
+    static constexpr quint16 serverPort = ServerAddress::standardPort;
 
     // One received line, cut into its fields.
     struct Line
@@ -91,6 +93,8 @@ signals:
     void inventoryChanged(int slotIndex, int itemId);
     // The user has closed the connection error box, and the connection is gone.
     void connectionErrorClosed();
+    // The server gave the player this id.
+    void spawned(int id);
 
 private slots:
     void onReadyRead();

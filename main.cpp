@@ -1,30 +1,12 @@
 #include "mainwindow.h"
+#include "serverfield.h"
+#include "startoptions.h"
 
 #include <QApplication>
-#include <QCommandLineParser>
 #include <QPalette>
 #include <algorithm>
-#include <cstdio>
 
 namespace {
-
-// Declares the program's options and gives back the one that names the game server.
-QCommandLineOption describeOptions(QCommandLineParser &parser)
-{
-    const ServerAddress standard = ServerAddress::standard();
-    parser.setApplicationDescription("Top-down arena shooter for a few friends.");
-    parser.addHelpOption();
-    parser.addVersionOption();
-    const QCommandLineOption server(
-        "server",
-        QString("Game server: a name, an IPv4 address or a bracketed IPv6 address ([::1]:7000); "
-                "also read from VORLEN_SERVER (default %1:%2).")
-            .arg(standard.host)
-            .arg(standard.port),
-        "HOST[:PORT]");
-    parser.addOption(server);
-    return server;
-}
 
 // --help and --version need no display, so they answer on a bare terminal too;
 // anything else goes on to the game.
@@ -35,35 +17,13 @@ void answerWithoutDisplay(int argc, char **argv)
                      [&textOnly](const char *arg) { return textOnly.contains(arg); }))
         return;
     QCoreApplication reader(argc, argv);
-    QCommandLineParser parser;
-    describeOptions(parser);
+    StartOptions options;
     // Qt's own options, such as -platform, are the GUI application's to judge.
-    parser.parse(reader.arguments());
-    if (parser.isSet("version"))
-        parser.showVersion();
-    if (parser.isSet("help"))
-        parser.showHelp();
-}
-
-// The game server named by --server, else by VORLEN_SERVER, else the build's own;
-// none for a malformed name, which is reported here.
-std::optional<ServerAddress> chosenServer(const QApplication &app)
-{
-    QCommandLineParser parser;
-    const QCommandLineOption serverOption = describeOptions(parser);
-    parser.process(app);
-
-    const bool named = parser.isSet(serverOption);
-    if (!named && qEnvironmentVariableIsEmpty("VORLEN_SERVER"))
-        return ServerAddress::standard();
-    const QString text = named ? parser.value(serverOption) : qEnvironmentVariable("VORLEN_SERVER");
-    std::optional<ServerAddress> server = ServerAddress::parse(text);
-    if (!server)
-        std::fprintf(
-            stderr,
-            "vorlen: %s \"%s\" is not HOST[:PORT], such as 192.168.1.20:7000 or [::1]:7000\n",
-            named ? "--server" : "VORLEN_SERVER", qPrintable(text));
-    return server;
+    options.parser.parse(reader.arguments());
+    if (options.parser.isSet("version"))
+        options.parser.showVersion();
+    if (options.parser.isSet("help"))
+        options.parser.showHelp();
 }
 
 } // namespace
@@ -74,7 +34,9 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationVersion(VORLEN_VERSION);
     answerWithoutDisplay(argc, argv);
     QApplication app(argc, argv);
-    const std::optional<ServerAddress> server = chosenServer(app);
+    StartOptions options;
+    options.parser.process(app);
+    const std::optional<ServerAddress> server = options.server();
     if (!server)
         return 2;
 
@@ -95,7 +57,7 @@ int main(int argc, char **argv)
     QApplication::setPalette(palette);
 
     MainWindow window;
-    window.server = *server;
+    window.serverField->setText(server->text());
     window.setWindowTitle("vorlen");
     window.show();
     return QApplication::exec();

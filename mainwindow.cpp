@@ -2,8 +2,11 @@
 #include "ui_mainwindow.h"
 
 #include "client.h"
+#include "lanserverlist.h"
+#include "lastserver.h"
 #include "player.h"
 #include "practicetoolview.h"
+#include "serverfield.h"
 #include "view.h"
 
 #include <QButtonGroup>
@@ -132,6 +135,7 @@ MainWindow::MainWindow(QWidget *parent)
         "border-radius: 5px;  padding: 8px 16px;}QPushButton:hover {  background-color: "
         "#555;}QPushButton:pressed {  background-color: #333;}");
     connect(ui->practice, &QPushButton::clicked, this, &MainWindow::openArmory);
+    createServerChoice();
 
     runesButton = new QPushButton("RUNY", this);
     runesButton->setStyleSheet(
@@ -154,7 +158,10 @@ MainWindow::~MainWindow()
 
 void MainWindow::on_connect_clicked()
 {
+    if (!serverField->server())
+        return serverField->refuse();
     client = new Client(scene, this, this);
+    connect(client, &Client::spawned, this, [chosen = server] { LastServer::store(chosen); });
     clearArena();
 
     delete view;
@@ -257,11 +264,33 @@ void MainWindow::resizeEvent(QResizeEvent *event)
                        (central.height() - ui->practice->height() + 150) / 2);
     runesButton->move((width() - runesButton->width()) / 2,
                       (height() - runesButton->height() - 160) / 2);
+    const int below = ui->practice->y() + ui->practice->height() + 12;
+    serverField->move((central.width() - serverField->width()) / 2, below);
+    lanServers->move((central.width() - lanServers->width()) / 2,
+                     below + serverField->height() + 6);
 
     if (practiceView)
         practiceView->setGeometry(rect());
     if (runeEditor)
         runeEditor->setGeometry(rect());
+}
+
+// The field starts with the window's server; a click on a found relay puts it in the
+// field, a double click also enters its arena.
+void MainWindow::createServerChoice()
+{
+    serverField = new ServerField(ui->centralwidget);
+    lanServers = new LanServerList(ui->centralwidget);
+    connect(serverField, &ServerField::serverChanged, this, [this](const ServerAddress &chosen) {
+        server = chosen;
+        lanServers->setFieldPort(chosen.port);
+    });
+    serverField->setText(server.text());
+    connect(lanServers, &LanServerList::picked, serverField, &ServerField::setText);
+    connect(lanServers, &LanServerList::chosen, this, [this](const QString &chosen) {
+        serverField->setText(chosen);
+        on_connect_clicked();
+    });
 }
 
 void MainWindow::updateSlotIcon(int slotIndex, int itemId)

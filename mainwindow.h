@@ -14,6 +14,7 @@ class MainWindow;
 QT_END_NAMESPACE
 
 class Client;
+class LanServerList;
 class PracticeToolView;
 class QButtonGroup;
 class QGraphicsPixmapItem;
@@ -24,6 +25,7 @@ class QLabel;
 class QProgressBar;
 class QPushButton;
 class QToolButton;
+class ServerField;
 class View;
 
 // The one top-level window: the lobby, the arena scene, the rune editor and the
@@ -55,6 +57,8 @@ public:
     QGraphicsRectItem *slotFrames[3] = {};
     QGraphicsPixmapItem *slotIcons[3] = {};
     QPointer<PracticeToolView> practiceView; // ends itself when the user leaves it
+    ServerField *serverField = nullptr;
+    LanServerList *lanServers = nullptr;
 
     QPushButton *runesButton = nullptr;
     QWidget *runeEditor = nullptr;
@@ -100,6 +104,7 @@ private:
     void placeHud();
     void placeRespawnButton();
     void placeSlotBar();
+    void createServerChoice();
     QPointF viewportCornerInScene(int x, int y) const;
 };
 

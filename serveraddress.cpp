@@ -1,13 +1,11 @@
 #include "serveraddress.h"
 
-#include "client.h"
-
 #include <QHostAddress>
 #include <QUrl>
 
 ServerAddress ServerAddress::standard()
 {
-    return {QString::fromLatin1(VORLEN_SERVER_ADDRESS), Client::serverPort};
+    return {QString::fromLatin1(VORLEN_SERVER_ADDRESS), standardPort};
 }
 
 std::optional<ServerAddress> ServerAddress::parse(const QString &text)
@@ -21,5 +19,13 @@ std::optional<ServerAddress> ServerAddress::parse(const QString &text)
     if (text.startsWith('[') &&
         QHostAddress(url.host()).protocol() != QAbstractSocket::IPv6Protocol)
         return std::nullopt;
-    return ServerAddress{url.host(), quint16(url.port(Client::serverPort))};
+    return ServerAddress{url.host(), quint16(url.port(standardPort))};
+}
+
+QString ServerAddress::text() const
+{
+    QUrl url;
+    url.setHost(host);
+    url.setPort(port);
+    return url.authority();
 }

@@ -1,14 +1,19 @@
+#include "discoverydatagram.h"
+#include "discoveryprobe.h"
+#include "discoveryresponder.h"
 #include "relay.h"
 #include "stderrlog.h"
 #include "systemdnotifier.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QHostInfo>
 #include <QSocketNotifier>
 #include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -89,6 +94,7 @@ struct Options
     QHostAddress address;
     quint16 port = 0;
     RelayLimits limits;
+    QString name;
 };
 
 std::optional<int> count(const QCommandLineParser &parser, const QString &name, int least,
@@ -130,6 +136,18 @@ std::optional<Options> parse(const QCommandLineParser &parser)
     options.limits.lineBurst = *burst;
     options.limits.lineTimeoutMs = *timeout * qint64(1000);
     options.limits.idleTimeoutMs = *idle * qint64(1000);
+    // A long host name is cut rather than refused: nobody chose it for this.
+    options.name = parser.isSet("name")
+                       ? parser.value("name")
+                       : QString::fromUtf8(DiscoveryDatagram::cutUtf8(
+                             QHostInfo::localHostName(), DiscoveryDatagram::maxNameBytes));
+    if (options.name.isEmpty() || !DiscoveryDatagram::printable(options.name) ||
+        options.name.toUtf8().size() > DiscoveryDatagram::maxNameBytes)
+        return fail(QString("invalid --name \"%1\": expected 1 to %2 bytes of UTF-8, no "
+                            "control characters")
+                        .arg(options.name)
+                        .arg(DiscoveryDatagram::maxNameBytes)),
+               std::nullopt;
     return options;
 }
 
@@ -169,8 +187,19 @@ int main(int argc, char *argv[])
                "after " +
                    seconds(defaults.livingIdleMs) + " s",
                "SECONDS", seconds(defaults.idleTimeoutMs)),
+        {"name",
+         "Name told to the lobbies on the local network, at most 32 bytes of UTF-8 (default "
+         "the host name).",
+         "NAME"},
+        {"no-discovery", "Do not answer the lobbies' queries on the UDP port of the same number."},
+        {"query",
+         "Ask the relay at HOST[:PORT] what it is and how full, print its answer in one line "
+         "and exit; exit 1 if it does not answer within 2 s.",
+         "HOST[:PORT]"},
     });
     parser.process(app);
+    if (parser.isSet("query"))
+        return DiscoveryProbe::ask(parser.value("query"));
     const std::optional<Options> options = parse(parser);
     if (!options)
         return 2;
@@ -183,6 +212,17 @@ int main(int argc, char *argv[])
                              relay.errorString()));
     qInfo().noquote() << "listening on"
                       << options->address.toString() + ':' + QString::number(relay.port());
+    std::unique_ptr<DiscoveryResponder> discovery;
+    if (!parser.isSet("no-discovery")) {
+        discovery = std::make_unique<DiscoveryResponder>(
+            relay, options->name, options->limits.maxPlayers, DiscoveryResponder::Limits());
+        if (!discovery->listen(options->address, relay.port()))
+            return fail(QString("cannot answer discovery on UDP port %1: %2 (--no-discovery "
+                                "turns it off)")
+                            .arg(relay.port())
+                            .arg(discovery->errorString()));
+        qInfo().noquote() << "answering lobbies on the local network as" << options->name;
+    }
     QObject::connect(&relay, &Relay::playersChanged, &notifier, &SystemdNotifier::setPlayers);
     notifier.ready();
 

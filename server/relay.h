@@ -26,6 +26,7 @@ public:
     bool listen(const QHostAddress &address, quint16 port);
     quint16 port() const;
     QString errorString() const;
+    qsizetype players() const { return arena.size(); }
     // Closes every connection, each with this reason, and stops listening.
     void shutDown(const QString &reason);
     // The next life gets the id after this one.

@@ -1,6 +1,10 @@
 #include "client.h"
+#include "lanserverlist.h"
+#include "lastserver.h"
 #include "mainwindow.h"
 #include "player.h"
+#include "serverfield.h"
+#include "startoptions.h"
 #include "view.h"
 
 #include "errorboxes.h"
@@ -8,6 +12,20 @@
 #include <QtNetwork>
 #include <QtTest>
 #include <QtWidgets>
+#include <fcntl.h>
+#include <sched.h>
+#include <unistd.h>
+
+namespace {
+
+bool ip(const QStringList &arguments)
+{
+    QProcess ip;
+    ip.start("ip", arguments);
+    return ip.waitForFinished() && ip.exitStatus() == QProcess::NormalExit && ip.exitCode() == 0;
+}
+
+} // namespace
 
 // The built relay and real clients together, as two friends meet them.
 class TestEndToEnd : public QObject
@@ -17,6 +35,13 @@ class TestEndToEnd : public QObject
     static int id(const Client *client) { return client->players.key(client->localPlayer, -1); }
 
 private slots:
+    // The server each window remembers goes to a place of the test's own.
+    void initTestCase()
+    {
+        QVERIFY(settings.isValid());
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+    }
+
     // The relay on a port of its own, the players sent there by address and by name as
     // --server sends them: they meet, fight to the death and come back. A third, sent to a
     // name that does not resolve, meets the connection error box and the lobby. When the
@@ -89,6 +114,83 @@ private slots:
         relay.terminate();
         QVERIFY(relay.waitForFinished());
     }
+
+    // Two machines on one network, as two network namespaces joined by a virtual
+    // Ethernet pair: a relay started as the host would start it, and on the other side
+    // this test's lobby, which finds it by broadcast and enters its arena on a double
+    // click. The next start offers that server.
+    void lobbyFindsTheRelayNextDoor()
+    {
+        if (geteuid() != 0)
+            QSKIP("two network namespaces joined by a veth pair need root");
+        const QString tag = QString::number(QCoreApplication::applicationPid());
+        const QString host = "vorlen-host-" + tag, guest = "vorlen-guest-" + tag;
+        const QString hostEnd = "vh" + tag, guestEnd = "vg" + tag;
+        const auto removeNamespaces = qScopeGuard([&] {
+            ip({"netns", "del", host});
+            ip({"netns", "del", guest});
+        });
+        const QList<QStringList> steps{
+            {"netns", "add", host},
+            {"netns", "add", guest},
+            {"link", "add", hostEnd, "type", "veth", "peer", "name", guestEnd},
+            {"link", "set", hostEnd, "netns", host},
+            {"link", "set", guestEnd, "netns", guest},
+            {"-n", host, "addr", "add", "10.77.0.1/24", "brd", "+", "dev", hostEnd},
+            {"-n", guest, "addr", "add", "10.77.0.2/24", "brd", "+", "dev", guestEnd},
+            {"-n", host, "link", "set", hostEnd, "mtu", "1500", "up"},
+            {"-n", guest, "link", "set", guestEnd, "mtu", "1500", "up"},
+        };
+        for (const QStringList &step : steps)
+            if (!ip(step))
+                QSKIP(qPrintable("cannot make the network: ip " + step.join(' ') + " failed"));
+
+        QProcess relay;
+        relay.setReadChannel(QProcess::StandardError);
+        relay.start("ip", {"netns", "exec", host,
+                           QCoreApplication::applicationDirPath() + "/../vorlen-server", "--listen",
+                           "any", "--name", "Arena Kasi"});
+        QVERIFY(QTest::qWaitFor([&] {
+            relay.waitForReadyRead(100);
+            return relay.peek(4096).contains("answering");
+        }));
+
+        const int home = open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC);
+        const int there = open(qPrintable("/run/netns/" + guest), O_RDONLY | O_CLOEXEC);
+        QVERIFY(home >= 0 && there >= 0);
+        QCOMPARE(setns(there, CLONE_NEWNET), 0);
+        const auto goHome = qScopeGuard([&] {
+            setns(home, CLONE_NEWNET);
+            close(home);
+            close(there);
+            relay.terminate();
+            relay.waitForFinished();
+        });
+        QSettings("vorlen", "vorlen").clear();
+        MainWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QListWidget *rows = window.lanServers->rows;
+        QTRY_COMPARE_WITH_TIMEOUT(rows->count(), 1, 2000);
+        const QString row = rows->item(0)->text();
+        QVERIFY2(row.startsWith("Arena Kasi · 0/64 · 10.77.0.1:7000 · "), qPrintable(row));
+
+        // As the system reports a double click: a click, then a second press as a double click.
+        const QPoint place = rows->visualItemRect(rows->item(0)).center();
+        QTest::mouseClick(rows->viewport(), Qt::LeftButton, {}, place);
+        QTest::mouseDClick(rows->viewport(), Qt::LeftButton, {}, place);
+        QCOMPARE(window.serverField->edit->text(), QString("10.77.0.1:7000"));
+        QVERIFY(window.client && window.view && window.view->isVisible());
+        QTRY_VERIFY(window.client->localPlayer);
+
+        qunsetenv("VORLEN_SERVER");
+        StartOptions nextStart;
+        QVERIFY(nextStart.parser.parse({"vorlen"}));
+        QCOMPARE(nextStart.server()->text(), QString("10.77.0.1:7000"));
+    }
+
+private:
+    QTemporaryDir settings;
 };
 
 QTEST_MAIN(TestEndToEnd)

@@ -1,5 +1,9 @@
+#include "client.h"
+#include "lanserverlist.h"
+#include "lastserver.h"
 #include "mainwindow.h"
 #include "practicetoolview.h"
+#include "serverfield.h"
 #include "view.h"
 
 #include "errorboxes.h"
@@ -21,7 +25,13 @@ class TestMainWindow : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QVERIFY(server.listen(QHostAddress::LocalHost)); }
+    // The remembered server goes to a place of the test's own.
+    void initTestCase()
+    {
+        QVERIFY(settings.isValid());
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+    }
 
     void init()
     {
@@ -230,6 +240,84 @@ private slots:
         QCOMPARE(w->practiceView->size(), QSize(900, 700));
     }
 
+    // Under "Practice tool" and centred like it, at any size.
+    void serverChoiceUnderPractice()
+    {
+        for (const QSize window : {w->size(), QSize(1000, 720), QSize(640, 560)}) {
+            w->resize(window);
+            QTRY_COMPARE(w->size(), window);
+            QWidget *practice = lobby("practice");
+            const auto centre = [](QWidget *widget) { return widget->geometry().center().x(); };
+            QCOMPARE(centre(w->serverField), centre(practice));
+            QCOMPARE(centre(w->lanServers), centre(practice));
+            QVERIFY(practice->geometry().bottom() < w->serverField->y());
+            QVERIFY(w->serverField->geometry().bottom() < w->lanServers->y());
+        }
+        QCOMPARE(w->serverField->findChild<QLabel *>()->text(), QString("Serwer:"));
+        QCOMPARE(w->lanServers->findChild<QLabel *>()->text(), QString("Serwery w sieci lokalnej"));
+    }
+
+    void serverEntry_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("server"); // empty for a refused entry
+        QTest::newRow("name and port") << "arena.example:7100"
+                                       << "arena.example:7100";
+        QTest::newRow("spaces around") << " 10.0.0.2 "
+                                       << "10.0.0.2:7000";
+        QTest::newRow("port 0") << "10.0.0.2:0"
+                                << "";
+        QTest::newRow("IPv6 without brackets") << "fe80::1:7000"
+                                               << "";
+        QTest::newRow("empty") << ""
+                               << "";
+    }
+
+    // A refused entry turns the field red with a note, and entering the arena then
+    // shows the note's text instead of connecting.
+    void serverEntry()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QString, server);
+        w->serverField->edit->clear();
+        QTest::keyClicks(w->serverField->edit, typed);
+        const bool refused = server.isEmpty();
+        QCOMPARE(w->serverField->note->text(), refused ? "Niepoprawny adres serwera" : "");
+        QCOMPARE(w->serverField->edit->styleSheet().contains("#e74c3c"), refused);
+        lobby("connect")->click();
+        if (!refused) {
+            QCOMPARE(w->server.text(), server);
+            QVERIFY(w->client);
+            w->client->socket->abort();
+            return;
+        }
+        QVERIFY(!w->client);
+        QVERIFY(!w->view);
+        auto *box = w->findChild<QMessageBox *>();
+        QVERIFY(box);
+        QVERIFY(box->isVisible());
+        QCOMPARE(box->text(), QString("Niepoprawny adres serwera"));
+        QVERIFY(!w->serverField->isHidden() && w->serverField->isEnabled());
+    }
+
+    // The server is remembered once it has given the player an id, not at connecting.
+    void remembersOnlyAfterAnId()
+    {
+        QSettings("vorlen", "vorlen").clear();
+        const QString address = "127.0.0.1:" + QString::number(server.serverPort());
+        w->serverField->setText(address);
+        lobby("connect")->click();
+        QTRY_VERIFY(server.hasPendingConnections());
+        QTcpSocket *peer = server.nextPendingConnection();
+        QTRY_VERIFY(w->client->isConnected());
+        peer->write("1x4;400;100\n"); // another player, not an id of our own
+        QTRY_VERIFY(w->client->players.contains(4));
+        QVERIFY(!LastServer::load());
+        peer->write("0x5;0;0\n");
+        QTRY_VERIFY(w->client->localPlayer);
+        QCOMPARE(LastServer::load()->text(), address);
+    }
+
 private:
     // Enters the arena, and takes the connection on the server's side when one comes.
     QTcpSocket *enterArena(bool connecting = true)
@@ -268,6 +356,7 @@ private:
         return ntohs(address.sin_port);
     }
 
+    QTemporaryDir settings;
     QPushButton *lobby(const char *name) const { return w->findChild<QPushButton *>(name); }
     // One letter a rune button: '.' hidden, '-' disabled, 'o' free, 'x' checked, '#' both.
     QString runeButtons() const

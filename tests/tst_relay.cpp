@@ -465,11 +465,15 @@ private slots:
         columns<QStringList, int, QByteArray>("arguments", "status", "printed");
         addRow("help", QStringList{"--help"}, 0,
                QByteArray("--listen --port --max-players --max-per-address --line-rate "
-                          "--line-burst --line-timeout --idle-timeout"));
+                          "--line-burst --line-timeout --idle-timeout --name --no-discovery "
+                          "--query"));
         addRow("version", QStringList{"--version"}, 0, QByteArray(VORLEN_VERSION));
         addRow("no players", QStringList{"--max-players", "0"}, 2,
                QByteArray("invalid --max-players 0"));
         addRow("bad port", QStringList{"--port", "70000"}, 2, QByteArray("invalid --port 70000"));
+        // 33 bytes: more than an answer to the lobbies carries.
+        addRow("long name", QStringList{"--name", "a" + QString("ą").repeated(16)}, 2,
+               QByteArray("invalid --name"));
     }
     void commandLine()
     {

@@ -1,4 +1,6 @@
+#include "lastserver.h"
 #include "serveraddress.h"
+#include "startoptions.h"
 
 #include <QtTest>
 
@@ -8,17 +10,26 @@ class TestServerAddress : public QObject
     Q_OBJECT
 
 private slots:
+    // The user's settings go to a place of the test's own.
+    void initTestCase()
+    {
+        QVERIFY(settings.isValid());
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+    }
+
     void parse_data()
     {
         QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("parsed"); // host and port, empty for a refused text
-        const auto row = [](const char *text, const char *parsed = "") {
-            QTest::newRow(*text ? text : "empty") << text << parsed;
+        QTest::addColumn<QString>("parsed");  // host and port, empty for a refused text
+        QTest::addColumn<QString>("written"); // as the lobby's field shows it
+        const auto row = [](const char *text, const char *parsed = "", const char *written = "") {
+            QTest::newRow(*text ? text : "empty") << text << parsed << written;
         };
-        row("192.168.1.20", "192.168.1.20 7000");
-        row("Game.Example.org:65535", "game.example.org 65535");
-        row("[::1]", "::1 7000");
-        row("[fe80::1]:1", "fe80::1 1");
+        row("192.168.1.20", "192.168.1.20 7000", "192.168.1.20:7000");
+        row("Game.Example.org:65535", "game.example.org 65535", "game.example.org:65535");
+        row("[::1]", "::1 7000", "[::1]:7000");
+        row("[fe80::1]:1", "fe80::1 1", "[fe80::1]:1");
+        row("[fe80::1%25eth0]:7001", "fe80::1%eth0 7001", "[fe80::1%25eth0]:7001");
         for (const char *bad :
              {"", ":7000", "host:", "host:0", "host:65536", "host:-1", "fe80::1:7000",
               "[10.0.0.1]:7000", "[::1:7000", "me@host", "host/arena", "my host", "host:70:70"})
@@ -30,6 +41,67 @@ private slots:
         QFETCH(QString, text);
         const std::optional<ServerAddress> server = ServerAddress::parse(text);
         QTEST(server ? server->host + ' ' + QString::number(server->port) : QString(), "parsed");
+        QTEST(server ? server->text() : QString(), "written");
+    }
+
+    // What the lobby's field starts with: the option, else the variable, else the server
+    // last played on, else the build's own.
+    void startingServer_data()
+    {
+        QTest::addColumn<QString>("option");
+        QTest::addColumn<QString>("environment");
+        QTest::addColumn<QString>("remembered");
+        QTest::addColumn<QString>("chosen"); // empty for a refusal
+        const QString standard = ServerAddress::standard().text();
+        QTest::newRow("option") << "a.example:1"
+                                << "b.example"
+                                << "c.example:3"
+                                << "a.example:1";
+        QTest::newRow("variable") << ""
+                                  << "b.example"
+                                  << "c.example:3"
+                                  << "b.example:7000";
+        QTest::newRow("remembered") << ""
+                                    << ""
+                                    << "c.example:3"
+                                    << "c.example:3";
+        QTest::newRow("default") << ""
+                                 << ""
+                                 << "" << standard;
+        QTest::newRow("remembered unreadable") << ""
+                                               << ""
+                                               << "c.example:0" << standard;
+        QTest::newRow("bad variable") << ""
+                                      << "b.example:0"
+                                      << "c.example:3"
+                                      << "";
+    }
+
+    void startingServer()
+    {
+        QFETCH(QString, option);
+        QFETCH(QString, environment);
+        QFETCH(QString, remembered);
+        qputenv("VORLEN_SERVER", environment.toUtf8());
+        QSettings("vorlen", "vorlen").setValue("server", remembered);
+        StartOptions options;
+        QStringList arguments{"vorlen"};
+        if (!option.isEmpty())
+            arguments << "--server" << option;
+        QVERIFY(options.parser.parse(arguments));
+        const std::optional<ServerAddress> chosen = options.server();
+        QTEST(chosen ? chosen->text() : QString(), "chosen");
+    }
+
+    // Only the one setting, under the organisation and application "vorlen".
+    void remembersTheServer()
+    {
+        QSettings("vorlen", "vorlen").clear();
+        LastServer::store(*ServerAddress::parse("[::1]:7001"));
+        QCOMPARE(LastServer::load()->text(), QString("[::1]:7001"));
+        QSettings stored("vorlen", "vorlen");
+        QCOMPARE(stored.allKeys(), QStringList{"server"});
+        QCOMPARE(QFileInfo(stored.fileName()).absolutePath(), settings.path() + "/vorlen");
     }
 
     void commandLine_data()
@@ -92,6 +164,7 @@ private slots:
 private:
     bool run(const QStringList &arguments, QProcessEnvironment env)
     {
+        env.insert("XDG_CONFIG_HOME", settings.path());
         env.insert("XDG_RUNTIME_DIR",
                    runtime.path()); // keeps the platform's own notes off standard error
         vorlen.setProcessEnvironment(env);
@@ -100,6 +173,7 @@ private:
     }
 
     QTemporaryDir runtime;
+    QTemporaryDir settings;
     QProcess vorlen;
 };
 
