@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Right-clicks in the game client's window every half second and times each click
 until the client's move line reaches another player on the relay; samples the
 client's memory every 10 s. Used by bench/hostile-client.sh, which has started the

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Builds the flight benchmark as a release build and runs it over every load,
 # beside the figures of the build before the flight was made cheap.
 # Usage: bench/flight.sh [--seconds N] [--save FILE]

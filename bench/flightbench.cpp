@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Fills the real arena (window, client, scene and view, offscreen) with remote
 // avatars that fire shotguns as fast as the cooldown allows, speaking to the client
 // as the game server would, and reports how well the client keeps its pace: bullets

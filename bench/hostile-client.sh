@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Measures the real game client on a relay beside a hostile peer: how long its
 # clicks take to reach the other players, and how much memory it gains.
 #

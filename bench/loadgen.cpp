@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Load generator for the relay: many clients on one epoll loop, each line checked for
 // arrival, order and sender, with the echo latency of every client's own lines.
 //

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Runs the relay through every load case and prints one table row per case: the MTU of
 # the link, delivery, loss, echo latency, cut clients, and the relay's peak memory and
 # processor use.

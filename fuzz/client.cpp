@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Bytes from a hostile server, read by the real line handling of a Client on a
 // real scene, with the game's clocks running between the reads.
 

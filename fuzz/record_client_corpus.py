@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Records what a client receives from the real relay in a few short games, as
 seeds for the client's fuzz target: fuzz/record_client_corpus.py build/vorlen-server
 An empty line ends each burst of lines that came together: the target lets the

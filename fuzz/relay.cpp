@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Bytes from hostile clients, read by the relay's own rules for one to four
 // connections at once, with joins, hang-ups and the passing of time among them.
 // Whatever comes in, every line that goes out must be one a client can read, and

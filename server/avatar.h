@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #ifndef AVATAR_H
 #define AVATAR_H
 

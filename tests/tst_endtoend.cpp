@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "client.h"
 #include "lanserverlist.h"
 #include "lastserver.h"

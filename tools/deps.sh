@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Installs the Debian packages that vorlen needs to build, play and test.
 # Usage: tools/deps.sh PACKAGE... ; installs only what is missing, so it is safe to repeat.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Deterministic generator of the pictures and sounds of vorlen.
 
 Run it with Debian's system Python, which carries PIL (python3-pil):
