@@ -277,6 +277,7 @@ int main(int argc, char *argv[])
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    const ApartSettings settings;
     QCommandLineParser parser;
     parser.setApplicationDescription("Measures an evening of deaths, visits and a lost server.");
     parser.addHelpOption();

@@ -452,6 +452,7 @@ int main(int argc, char *argv[])
         argv + 1, argv + argc, [](const char *arg) { return qstrcmp(arg, "--scenario") == 0; });
     const std::unique_ptr<QCoreApplication> app(measuring ? new QApplication(argc, argv)
                                                           : new QCoreApplication(argc, argv));
+    const ApartSettings settings;
     QCommandLineParser parser;
     parser.setApplicationDescription("Measures bullet flight under heavy fire in the arena.");
     parser.addHelpOption();
