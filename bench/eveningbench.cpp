@@ -127,6 +127,7 @@ struct Evening
 {
     int respawns;
     qsizetype scenery;
+    qsizetype items; // all on the scene
     Span walk;
     double rss;
 };
@@ -144,7 +145,8 @@ Evening walk(MainWindow &window, FrameCounter &frames, int respawns, int seconds
     stride.stop();
     window.client->sendData(MsgMove, "150;150");
     runFor(2500); // home again
-    return {respawns, window.client->sceneryItems.size(), span, residentMegabytes()};
+    return {respawns, window.client->sceneryItems.size(), window.scene->items().size(), span,
+            residentMegabytes()};
 }
 
 // Memory after the first and after the last of `count` visits.
@@ -223,8 +225,8 @@ int run(int seconds, int visitCount)
     FrameCounter frames(window.view->viewport());
     std::printf("Walking for %d s after R respawns (%s):\n", seconds,
                 qPrintable(QGuiApplication::platformName()));
-    std::printf("%8s %8s %7s %9s %8s %8s %8s %7s\n", "R", "scenery", "CPU %", "frames/s", "RSS MB",
-                "CPU/R0", "RSS +MB", "steal %");
+    std::printf("%8s %8s %6s %7s %9s %8s %8s %8s %7s\n", "R", "scenery", "items", "CPU %",
+                "frames/s", "RSS MB", "CPU/R0", "RSS +MB", "steal %");
     std::optional<Evening> first;
     int respawns = 0;
     for (int target : {0, 100, 300}) {
@@ -235,10 +237,11 @@ int run(int seconds, int visitCount)
             }
         const Evening evening = walk(window, frames, respawns, seconds);
         first = first.value_or(evening);
-        std::printf("%8d %8lld %7.1f %9.1f %8.1f %8.2f %8.1f %7.1f\n", evening.respawns,
-                    qint64(evening.scenery), evening.walk.cpuPercent, evening.walk.framesPerSecond,
-                    evening.rss, evening.walk.cpuPercent / first->walk.cpuPercent,
-                    evening.rss - first->rss, evening.walk.stealPercent);
+        std::printf("%8d %8lld %6lld %7.1f %9.1f %8.1f %8.2f %8.1f %7.1f\n", evening.respawns,
+                    qint64(evening.scenery), qint64(evening.items), evening.walk.cpuPercent,
+                    evening.walk.framesPerSecond, evening.rss,
+                    evening.walk.cpuPercent / first->walk.cpuPercent, evening.rss - first->rss,
+                    evening.walk.stealPercent);
         std::fflush(stdout);
     }
     press(window.view, Qt::Key_Escape);
