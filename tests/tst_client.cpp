@@ -498,18 +498,23 @@ private slots:
     }
 
     // However much changes at once, one frame is at most 16 repaints, and they cover it
-    // it all; in a scene busy enough, one repaint of all that changed.
+    // it all; in a scene busy enough that each repaint walks many items, one repaint of
+    // all that changed. An index spares the repaints the items out of their reach.
     void viewRepaintsAFrameInAtMost16Pieces_data()
     {
+        QTest::addColumn<QGraphicsScene::ItemIndexMethod>("index");
         QTest::addColumn<int>("extraItems");
         QTest::addColumn<int>("repaints");
-        QTest::newRow("a quiet scene") << 0 << 16;
-        QTest::newRow("a busy scene") << 1000 << 1;
+        QTest::newRow("a quiet scene") << QGraphicsScene::NoIndex << 0 << 16;
+        QTest::newRow("a busy scene") << QGraphicsScene::NoIndex << 1000 << 1;
+        QTest::newRow("a busy indexed scene") << QGraphicsScene::BspTreeIndex << 1000 << 16;
     }
 
     void viewRepaintsAFrameInAtMost16Pieces()
     {
+        QFETCH(QGraphicsScene::ItemIndexMethod, index);
         QFETCH(int, extraItems);
+        scene->setItemIndexMethod(index);
         spawnAs(1);
         for (int i = 0; i < extraItems; ++i)
             client->scene->addRect(-1000, -1000, 1, 1);
