@@ -123,7 +123,7 @@ MainWindow::MainWindow(QWidget *parent)
     scene = new QGraphicsScene(this);
     scene->setSceneRect(QRectF(-2000, -2000, 4000, 4000));
     // Nearly everything in the arena moves every few milliseconds, so an index would be
-    // rebuilt all the time; bullets find the avatars through Player::all() instead.
+    // rebuilt all the time; bullets find the avatars through the scene's roster instead.
     scene->setItemIndexMethod(QGraphicsScene::NoIndex);
     createRuneSystem();
 

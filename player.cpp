@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "player.h"
 
+#include "roster.h"
 #include "sceneitems.h"
 
 #include <QFont>
@@ -78,12 +79,6 @@ void driftEffect(QGraphicsObject *effect, double dy, double endY)
     timer->start(30);
 }
 
-QList<Player *> &roster()
-{
-    static QList<Player *> players;
-    return players;
-}
-
 QPointF scatter(QPointF centre)
 {
     auto *random = QRandomGenerator::global();
@@ -103,17 +98,13 @@ Player::Player(QGraphicsScene *scene, QPointF pos, QGraphicsItem *parent)
     setPos(pos);
     moveTimer = new QTimer(this);
     connect(moveTimer, &QTimer::timeout, this, &Player::moveStep);
-    roster().append(this);
 }
 
+// Past here the item's own scene no longer tells this class it is leaving.
 Player::~Player()
 {
-    roster().removeOne(this);
-}
-
-const QList<Player *> &Player::all()
-{
-    return roster();
+    if (QGraphicsScene *stage = QGraphicsItem::scene())
+        Roster::of(stage)->remove(this);
 }
 
 void Player::showPicture(const QString &path)
@@ -126,6 +117,14 @@ void Player::showPicture(const QString &path)
 QVariant Player::itemChange(GraphicsItemChange change, const QVariant &value)
 {
     switch (change) {
+    case ItemSceneChange:
+        if (QGraphicsScene *stage = QGraphicsItem::scene())
+            Roster::of(stage)->remove(this);
+        break;
+    case ItemSceneHasChanged:
+        if (auto *stage = value.value<QGraphicsScene *>())
+            Roster::of(stage)->add(this);
+        break;
     case ItemPositionHasChanged:
     case ItemTransformHasChanged:
     case ItemRotationHasChanged:

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "player.h"
+#include "roster.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -102,6 +103,28 @@ private slots:
         QCOMPARE(reports, loss ? QList<QVariantList>{{loss}} : QList<QVariantList>());
         QTEST(int(died.size()), "deaths");
         QCOMPARE(avatar->alive, !who.startsWith("dead") && died.isEmpty());
+    }
+
+    // A scene's roster holds the avatars standing on it, and no other scene's.
+    void eachSceneHasItsOwnRoster()
+    {
+        QGraphicsScene practice;
+        auto *dummy = new Player(&practice, {});
+        practice.addItem(dummy);
+        auto *idle = new Player(scene, {}); // made for the scene, not yet on it
+        QCOMPARE(Roster::of(scene)->avatars(), QList<Player *>{avatar});
+        QCOMPARE(Roster::of(&practice)->avatars(), QList<Player *>{dummy});
+        QCOMPARE(Roster::of(scene), Roster::of(scene));
+
+        practice.addItem(avatar);
+        QCOMPARE(Roster::of(scene)->avatars(), QList<Player *>());
+        QCOMPARE(Roster::of(&practice)->avatars(), (QList<Player *>{dummy, avatar}));
+        delete dummy;
+        QCOMPARE(Roster::of(&practice)->avatars(), QList<Player *>{avatar});
+        scene->addItem(idle);
+        practice.clear();
+        QCOMPARE(Roster::of(&practice)->avatars(), QList<Player *>());
+        QCOMPARE(Roster::of(scene)->avatars(), QList<Player *>{idle});
     }
 
     // Each effect owns what drives it, so a cleared scene ends them all.
