@@ -2,7 +2,6 @@
 #include "client.h"
 
 #include "gun.h"
-#include "mainwindow.h"
 #include "player.h"
 #include "sceneitems.h"
 #include "serveraddress.h"
@@ -21,14 +20,14 @@ constexpr qsizetype maxLineLength = 64 * 1024;
 constexpr int connectTimeoutMs = 10'000;
 } // namespace
 
-Client::Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent)
+Client::Client(QGraphicsScene *scene, const ServerAddress &server, const Stats &stats,
+               QObject *parent)
     : QObject(parent)
     , scene(scene)
-    , mainWindow(mainWindow)
+    , stats(stats)
 {
     socket = new QTcpSocket(this);
     // A name that does not resolve leaves the socket unconnected, like an absent server.
-    const ServerAddress server = mainWindow ? mainWindow->server : ServerAddress::standard();
     socket->connectToHost(server.host, server.port);
     connect(socket, &QIODevice::readyRead, this, &Client::onReadyRead);
     // A vanished server is noticed by the kernel's keep-alive probes, a closed one at once.
@@ -225,7 +224,6 @@ void Client::spawn(int id)
     avatar->setVisible(true);
     players.insert(id, avatar);
 
-    const MainWindow::Stats stats = mainWindow ? mainWindow->stats : MainWindow::Stats{};
     avatar->hp = stats.health;
     avatar->lastHp = stats.health;
     avatar->speed = stats.speed;

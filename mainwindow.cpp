@@ -40,14 +40,14 @@ struct MainRune
     const char *name;
     const char *colour;
     const char *text;
-    MainWindow::Stats stats;
+    Stats stats;
 };
 
 struct SubRune
 {
     const char *title;
     const char *text;
-    MainWindow::Stats bonus;
+    Stats bonus;
 };
 
 const MainRune mainRunes[] = {
@@ -161,7 +161,7 @@ void MainWindow::on_connect_clicked()
 {
     if (!serverField->server())
         return serverField->refuse();
-    client = new Client(scene, this, this);
+    client = new Client(scene, server, stats, this);
     connect(client, &Client::spawned, this, [chosen = server] { LastServer::store(chosen); });
     clearArena();
 

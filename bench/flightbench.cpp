@@ -193,7 +193,7 @@ class Server : public QObject
 public:
     bool connectClient(MainWindow &window)
     {
-        if (!listener.listen(QHostAddress::LocalHost, Client::serverPort))
+        if (!listener.listen(QHostAddress::LocalHost, ServerAddress::standardPort))
             return false;
         window.findChild<QPushButton *>("connect")->click();
         if (!runUntil([this] { return listener.hasPendingConnections(); }, 5000))
@@ -323,7 +323,8 @@ int measure(const Load &load, int seconds)
     window.show();
     Server server;
     if (!server.connectClient(window)) {
-        std::fprintf(stderr, "cannot serve the client on 127.0.0.1:%d\n", Client::serverPort);
+        std::fprintf(stderr, "cannot serve the client on 127.0.0.1:%d\n",
+                     ServerAddress::standardPort);
         return 1;
     }
     server.populate(load);

@@ -2,7 +2,6 @@
 #include "bullet.h"
 #include "client.h"
 #include "gun.h"
-#include "mainwindow.h"
 #include "player.h"
 #include "view.h"
 
@@ -47,9 +46,9 @@ class TestClient : public QObject
     std::unique_ptr<Client> client;
 
     // A new client, seen connected at both ends; reports come only where a test asks.
-    void connectClient(MainWindow *window = nullptr)
+    void connectClient(const Stats &stats = {})
     {
-        client = std::make_unique<Client>(scene.get(), window);
+        client = std::make_unique<Client>(scene.get(), ServerAddress::standard(), stats);
         QVERIFY(QTest::qWaitFor([this] { return server.hasPendingConnections(); }));
         peer = server.nextPendingConnection();
         QTRY_VERIFY(client->isConnected());
@@ -89,7 +88,7 @@ class TestClient : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY2(server.listen(QHostAddress::LocalHost, Client::serverPort),
+        QVERIFY2(server.listen(QHostAddress::LocalHost, ServerAddress::standardPort),
                  "port 7000 is taken: stop the relay before running the tests");
     }
 
@@ -174,9 +173,7 @@ private slots:
     // back, leaving nothing behind. The server going away shows the error box once.
     void ownAvatarLife()
     {
-        MainWindow window;
-        window.stats = {150, 17, 30, 35};
-        connectClient(&window);
+        connectClient({150, 17, 30, 35});
         client->sendData(MsgMove, "1;2");
         QMetaObject::invokeMethod(client->positionTimer, "timeout");
         QVERIFY(sentUpToMarker().isEmpty());
