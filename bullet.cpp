@@ -128,8 +128,6 @@ Player *Bullet::firstInSceneOrder() const
 
 void Bullet::finish()
 {
-    if (scene && QGraphicsItem::scene() == scene)
-        removeFromScene(this);
     flightTimer->stop();
-    deleteLater();
+    deleteFromScene(this);
 }

@@ -327,9 +327,8 @@ void Client::respawn()
     if (id != -1)
         players.remove(id);
     // Silenced at once and deleted later: a late report of its own may be on the stack.
-    removeFromScene(localPlayer);
     localPlayer->disconnect(this);
-    localPlayer->deleteLater();
+    deleteFromScene(localPlayer);
     localPlayer = nullptr;
     socket->write("rx-1;0;0\n");
 }
@@ -429,11 +428,10 @@ void Client::endWeapon(Player *avatar)
         discard(weapon);
 }
 
-// Out of the scene and silent at once; the object itself goes on the next turn of
-// the event loop, since the call may come from inside its own timer tick.
+// Out of sight and silent at once; the object itself goes later, since the call may
+// come from inside its own timer tick.
 void Client::discard(Gun *weapon)
 {
-    removeFromScene(weapon);
     weapon->followTimer->stop();
-    weapon->deleteLater();
+    deleteFromScene(weapon);
 }

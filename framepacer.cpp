@@ -49,6 +49,17 @@ void FramePacer::repaintLater(const QRect &area)
         *rect |= area;
     else
         dirtyRects.append(area);
+    startFrame();
+}
+
+void FramePacer::deleteAfterRepaint(QObject *item)
+{
+    hiddenSinceLastFrame.append(item);
+    startFrame();
+}
+
+void FramePacer::startFrame()
+{
     if (frame.isActive())
         return;
     const double screenRate = view->screen() ? view->screen()->refreshRate() : 0.0;
@@ -103,4 +114,16 @@ void FramePacer::paintFrame()
         for (const QRect &rect : std::as_const(dirtyRects))
             viewport->repaint(rect);
     dirtyRects.clear();
+    deleteDeparted();
+}
+
+void FramePacer::deleteDeparted()
+{
+    for (const QPointer<QObject> &item : std::as_const(hiddenBeforeLastFrame))
+        delete item.data();
+    hiddenBeforeLastFrame.clear();
+    std::swap(hiddenBeforeLastFrame, hiddenSinceLastFrame);
+    // A frame with nothing to paint, if need be, so that no item waits for a change.
+    if (!hiddenBeforeLastFrame.isEmpty())
+        startFrame();
 }

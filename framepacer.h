@@ -5,6 +5,7 @@
 #include <QElapsedTimer>
 #include <QList>
 #include <QObject>
+#include <QPointer>
 #include <QRect>
 #include <QTimer>
 
@@ -26,17 +27,25 @@ public:
 
     // Adds an area of the viewport to the next frame.
     void repaintLater(const QRect &area);
+    // Deletes a hidden item at the end of the frame after next. By then the scene has
+    // taken in the hiding and repainted its place, and removing the item asks for
+    // nothing more; done sooner, it would have the whole scene repainted.
+    void deleteAfterRepaint(QObject *item);
 
 private:
     void gatherSceneChanges(const QList<QRectF> &sceneRects);
     QRect *rectToJoin(const QRect &area);
     qint64 repaintCost() const;
     void paintFrame();
+    void deleteDeparted();
+    void startFrame();
 
     QGraphicsView *view;
     QTimer frame;
     QElapsedTimer sinceFrame;
     QList<QRect> dirtyRects; // cleared, not freed: no allocation from frame to frame
+    QList<QPointer<QObject>> hiddenBeforeLastFrame;
+    QList<QPointer<QObject>> hiddenSinceLastFrame;
 };
 
 #endif // FRAMEPACER_H

@@ -58,8 +58,7 @@ QGraphicsObject *addEffect(QGraphicsScene *scene, QGraphicsItem *look, QPointF p
 
 void finishEffect(QGraphicsObject *effect)
 {
-    removeFromScene(effect);
-    effect->deleteLater();
+    deleteFromScene(effect);
 }
 
 // Moves the effect by `dy` every 30 ms for as long as it has not reached `endY`,
