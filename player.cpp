@@ -32,14 +32,14 @@ namespace {
 constexpr int bleedTicks = 4;
 constexpr int fireTicks = 4;
 
-// Effects hang their picture on a carrier that also owns their timers and movie:
-// whoever deletes the item, its own last tick or a scene being cleared, ends
+// An effect is an item of its own that holds its picture and owns its timers and
+// movie: whoever deletes the item, its own last tick or a scene being cleared, ends
 // everything that could still touch it.
 //
-// The carrier's area is its picture's: a scene that reports its changes by the
+// The item's area is its picture's: a scene that reports its changes by the
 // `changed` signal, as the arena's does, repaints all of itself for an item whose
 // area is empty, and repaints where a moved item was by that item's area alone.
-class Carrier : public QGraphicsObject
+class EffectItem : public QGraphicsObject
 {
 public:
     QRectF boundingRect() const override { return childrenBoundingRect(); }
@@ -48,12 +48,12 @@ public:
 
 QGraphicsObject *addEffect(QGraphicsScene *scene, QGraphicsItem *look, QPointF pos)
 {
-    auto *carrier = new Carrier;
-    look->setParentItem(carrier);
-    carrier->setPos(pos);
+    auto *item = new EffectItem;
+    look->setParentItem(item);
+    item->setPos(pos);
     if (scene)
-        scene->addItem(carrier);
-    return carrier;
+        scene->addItem(item);
+    return item;
 }
 
 void finishEffect(QGraphicsObject *effect)

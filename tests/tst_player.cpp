@@ -133,14 +133,14 @@ private slots:
         avatar->takeDamage(1);
         avatar->death();
         avatar->showDamageNumber(7);
-        QList<QPointer<QGraphicsObject>> carriers;
+        QList<QPointer<QGraphicsObject>> effects;
         for (QGraphicsItem *item : scene->items())
-            if (QGraphicsObject *carrier = item->toGraphicsObject())
-                carriers << carrier;
-        QCOMPARE(carriers.size(), 4); // two drops, the death animation, a number
+            if (QGraphicsObject *effect = item->toGraphicsObject())
+                effects << effect;
+        QCOMPARE(effects.size(), 4); // two drops, the death animation, a number
         scene->clear();
-        for (const QPointer<QGraphicsObject> &carrier : carriers)
-            QVERIFY(!carrier);
+        for (const QPointer<QGraphicsObject> &effect : effects)
+            QVERIFY(!effect);
     }
 };
 
