@@ -88,8 +88,11 @@ public:
         : frames(viewport)
     {
         qApp->installEventFilter(this);
+        // A bullet that has ended is hidden at once and deleted a frame or two later.
         connect(&sampler, &QTimer::timeout, this, [this] {
-            inFlightSum += flights.size();
+            const QList<Bullet *> bullets = flights.keys();
+            inFlightSum += std::count_if(bullets.begin(), bullets.end(),
+                                         [](const Bullet *bullet) { return bullet->isVisible(); });
             ++samples;
         });
     }
