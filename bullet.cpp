@@ -2,6 +2,7 @@
 #include "bullet.h"
 
 #include "player.h"
+#include "roster.h"
 #include "sceneitems.h"
 
 #include <QGraphicsScene>
@@ -69,6 +70,8 @@ Bullet::Bullet(QGraphicsScene *scene, QPointF pos, double angle, Player *owner, 
     velocityX = std::cos(radians) * band.speed;
     velocityY = std::sin(radians) * band.speed;
     setPos(pos);
+    if (scene)
+        roster = Roster::of(scene);
     flightTimer = new QTimer(this);
     age.start();
     connect(flightTimer, &QTimer::timeout, this, &Bullet::flightStep);
@@ -101,9 +104,8 @@ Player *Bullet::firstTouched()
 {
     const QRectF rect = sceneBoundingRect();
     Player *touched = nullptr;
-    for (Player *player : Player::all()) {
+    for (Player *player : roster->avatars()) {
         if (!player->mayTouch(rect) || player == owner || !player->alive || !player->isVisible() ||
-            player->QGraphicsItem::scene() != scene ||
             !collidesWithItem(player, Qt::IntersectsItemShape))
             continue;
         if (touched)
@@ -126,8 +128,6 @@ Player *Bullet::firstInSceneOrder() const
 
 void Bullet::finish()
 {
-    if (scene && QGraphicsItem::scene() == scene)
-        removeFromScene(this);
     flightTimer->stop();
-    deleteLater();
+    deleteFromScene(this);
 }

@@ -8,6 +8,7 @@
 #include <QPointer>
 
 class Player;
+class Roster;
 class QGraphicsScene;
 class QTimer;
 
@@ -34,6 +35,8 @@ public:
     QElapsedTimer age;
 
 private:
+    Roster *roster = nullptr; // asked only while on its scene, which owns both
+
     Player *firstTouched();
     Player *firstInSceneOrder() const;
     void finish();

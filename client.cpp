@@ -2,7 +2,6 @@
 #include "client.h"
 
 #include "gun.h"
-#include "mainwindow.h"
 #include "player.h"
 #include "sceneitems.h"
 #include "serveraddress.h"
@@ -21,14 +20,14 @@ constexpr qsizetype maxLineLength = 64 * 1024;
 constexpr int connectTimeoutMs = 10'000;
 } // namespace
 
-Client::Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent)
+Client::Client(QGraphicsScene *scene, const ServerAddress &server, const Stats &stats,
+               QObject *parent)
     : QObject(parent)
     , scene(scene)
-    , mainWindow(mainWindow)
+    , stats(stats)
 {
     socket = new QTcpSocket(this);
     // A name that does not resolve leaves the socket unconnected, like an absent server.
-    const ServerAddress server = mainWindow ? mainWindow->server : ServerAddress::standard();
     socket->connectToHost(server.host, server.port);
     connect(socket, &QIODevice::readyRead, this, &Client::onReadyRead);
     // A vanished server is noticed by the kernel's keep-alive probes, a closed one at once.
@@ -225,7 +224,6 @@ void Client::spawn(int id)
     avatar->setVisible(true);
     players.insert(id, avatar);
 
-    const MainWindow::Stats stats = mainWindow ? mainWindow->stats : MainWindow::Stats{};
     avatar->hp = stats.health;
     avatar->lastHp = stats.health;
     avatar->speed = stats.speed;
@@ -329,9 +327,8 @@ void Client::respawn()
     if (id != -1)
         players.remove(id);
     // Silenced at once and deleted later: a late report of its own may be on the stack.
-    removeFromScene(localPlayer);
     localPlayer->disconnect(this);
-    localPlayer->deleteLater();
+    deleteFromScene(localPlayer);
     localPlayer = nullptr;
     socket->write("rx-1;0;0\n");
 }
@@ -431,11 +428,10 @@ void Client::endWeapon(Player *avatar)
         discard(weapon);
 }
 
-// Out of the scene and silent at once; the object itself goes on the next turn of
-// the event loop, since the call may come from inside its own timer tick.
+// Out of sight and silent at once; the object itself goes later, since the call may
+// come from inside its own timer tick.
 void Client::discard(Gun *weapon)
 {
-    removeFromScene(weapon);
     weapon->followTimer->stop();
-    weapon->deleteLater();
+    deleteFromScene(weapon);
 }

@@ -3,6 +3,7 @@
 #define CLIENT_H
 
 #include "serveraddress.h"
+#include "stats.h"
 
 #include <QByteArray>
 #include <QList>
@@ -11,7 +12,6 @@
 #include <optional>
 
 class Gun;
-class MainWindow;
 class Player;
 class QGraphicsPixmapItem;
 class QGraphicsScene;
@@ -39,8 +39,6 @@ class Client : public QObject
     Q_OBJECT
 
 public:
-    static constexpr quint16 serverPort = ServerAddress::standardPort;
-
     // One received line, cut into its fields.
     struct Line
     {
@@ -51,7 +49,9 @@ public:
     };
     // Reads `<type>x<id>;<a>;<b>`; a line without "x" or without three fields is none.
     static std::optional<Line> parse(const QByteArray &line);
-    Client(QGraphicsScene *scene, MainWindow *mainWindow, QObject *parent = nullptr);
+    // Plays on `scene` against `server`, with an avatar of `stats` on every spawn.
+    Client(QGraphicsScene *scene, const ServerAddress &server, const Stats &stats = {},
+           QObject *parent = nullptr);
 
     void sendData(int type, const QByteArray &payload);
     bool isConnected() const;
@@ -81,7 +81,7 @@ public:
     Gun *groundWeapon = nullptr;
     QGraphicsScene *scene;
     QList<QGraphicsPixmapItem *> sceneryItems;
-    MainWindow *mainWindow;
+    Stats stats;
     QTcpSocket *socket;
     QByteArray readBuffer;
     bool skippingLongLine = false;

@@ -40,14 +40,14 @@ struct MainRune
     const char *name;
     const char *colour;
     const char *text;
-    MainWindow::Stats stats;
+    Stats stats;
 };
 
 struct SubRune
 {
     const char *title;
     const char *text;
-    MainWindow::Stats bonus;
+    Stats bonus;
 };
 
 const MainRune mainRunes[] = {
@@ -123,7 +123,7 @@ MainWindow::MainWindow(QWidget *parent)
     scene = new QGraphicsScene(this);
     scene->setSceneRect(QRectF(-2000, -2000, 4000, 4000));
     // Nearly everything in the arena moves every few milliseconds, so an index would be
-    // rebuilt all the time; bullets find the avatars through Player::all() instead.
+    // rebuilt all the time; bullets find the avatars through the scene's roster instead.
     scene->setItemIndexMethod(QGraphicsScene::NoIndex);
     createRuneSystem();
 
@@ -161,7 +161,7 @@ void MainWindow::on_connect_clicked()
 {
     if (!serverField->server())
         return serverField->refuse();
-    client = new Client(scene, this, this);
+    client = new Client(scene, server, stats, this);
     connect(client, &Client::spawned, this, [chosen = server] { LastServer::store(chosen); });
     clearArena();
 

@@ -3,6 +3,7 @@
 #define MAINWINDOW_H
 
 #include "serveraddress.h"
+#include "stats.h"
 
 #include <QList>
 #include <QMainWindow>
@@ -39,13 +40,6 @@ public:
     explicit MainWindow(QWidget *parent = nullptr);
     ~MainWindow() override;
 
-    struct Stats
-    {
-        int health = 100;
-        int speed = 5;
-        int strength = 5;
-        int defense = 0;
-    };
     Stats stats;
     ServerAddress server = ServerAddress::standard(); // every visit to the arena connects here
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "player.h"
 
+#include "roster.h"
 #include "sceneitems.h"
 
 #include <QFont>
@@ -31,14 +32,14 @@ namespace {
 constexpr int bleedTicks = 4;
 constexpr int fireTicks = 4;
 
-// Effects hang their picture on a carrier that also owns their timers and movie:
-// whoever deletes the item, its own last tick or a scene being cleared, ends
+// An effect is an item of its own that holds its picture and owns its timers and
+// movie: whoever deletes the item, its own last tick or a scene being cleared, ends
 // everything that could still touch it.
 //
-// The carrier's area is its picture's: a scene that reports its changes by the
+// The item's area is its picture's: a scene that reports its changes by the
 // `changed` signal, as the arena's does, repaints all of itself for an item whose
 // area is empty, and repaints where a moved item was by that item's area alone.
-class Carrier : public QGraphicsObject
+class EffectItem : public QGraphicsObject
 {
 public:
     QRectF boundingRect() const override { return childrenBoundingRect(); }
@@ -47,18 +48,17 @@ public:
 
 QGraphicsObject *addEffect(QGraphicsScene *scene, QGraphicsItem *look, QPointF pos)
 {
-    auto *carrier = new Carrier;
-    look->setParentItem(carrier);
-    carrier->setPos(pos);
+    auto *item = new EffectItem;
+    look->setParentItem(item);
+    item->setPos(pos);
     if (scene)
-        scene->addItem(carrier);
-    return carrier;
+        scene->addItem(item);
+    return item;
 }
 
 void finishEffect(QGraphicsObject *effect)
 {
-    removeFromScene(effect);
-    effect->deleteLater();
+    deleteFromScene(effect);
 }
 
 // Moves the effect by `dy` every 30 ms for as long as it has not reached `endY`,
@@ -76,12 +76,6 @@ void driftEffect(QGraphicsObject *effect, double dy, double endY)
         effect->setPos(effect->x(), effect->y() + dy);
     });
     timer->start(30);
-}
-
-QList<Player *> &roster()
-{
-    static QList<Player *> players;
-    return players;
 }
 
 QPointF scatter(QPointF centre)
@@ -103,17 +97,13 @@ Player::Player(QGraphicsScene *scene, QPointF pos, QGraphicsItem *parent)
     setPos(pos);
     moveTimer = new QTimer(this);
     connect(moveTimer, &QTimer::timeout, this, &Player::moveStep);
-    roster().append(this);
 }
 
+// Past here the item's own scene no longer tells this class it is leaving.
 Player::~Player()
 {
-    roster().removeOne(this);
-}
-
-const QList<Player *> &Player::all()
-{
-    return roster();
+    if (QGraphicsScene *stage = QGraphicsItem::scene())
+        Roster::of(stage)->remove(this);
 }
 
 void Player::showPicture(const QString &path)
@@ -126,6 +116,14 @@ void Player::showPicture(const QString &path)
 QVariant Player::itemChange(GraphicsItemChange change, const QVariant &value)
 {
     switch (change) {
+    case ItemSceneChange:
+        if (QGraphicsScene *stage = QGraphicsItem::scene())
+            Roster::of(stage)->remove(this);
+        break;
+    case ItemSceneHasChanged:
+        if (auto *stage = value.value<QGraphicsScene *>())
+            Roster::of(stage)->add(this);
+        break;
     case ItemPositionHasChanged:
     case ItemTransformHasChanged:
     case ItemRotationHasChanged:

@@ -23,10 +23,6 @@ public:
     Player(QGraphicsScene *scene, QPointF pos, QGraphicsItem *parent = nullptr);
     ~Player() override;
 
-    // Every avatar that exists, on any scene: what a bullet may hit, without
-    // asking a scene full of pellets, drops and scenery.
-    static const QList<Player *> &all();
-
     void moveTo(QPointF target);
     void takeDamage(int damage);
     void death();

@@ -1,18 +1,22 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sceneitems.h"
 
-#include <QCoreApplication>
+#include "framepacer.h"
+
 #include <QGraphicsItem>
 #include <QGraphicsScene>
+#include <QGraphicsView>
 
-void removeFromScene(QGraphicsItem *item)
+void deleteFromScene(QGraphicsItem *item, QObject *object)
 {
-    QGraphicsScene *scene = item->scene();
-    if (!scene)
-        return;
-    // Hiding asks for the item's own place, in a call the scene queues. Once the
-    // scene has made that call, the hidden item leaves without asking for more.
     item->hide();
-    QCoreApplication::sendPostedEvents(scene, QEvent::MetaCall);
-    scene->removeItem(item);
+    if (QGraphicsScene *scene = item->scene()) {
+        for (QGraphicsView *view : scene->views())
+            if (auto *pacer = view->findChild<FramePacer *>(QString(), Qt::FindDirectChildrenOnly))
+                return pacer->deleteAfterRepaint(object);
+        // No view depends on what the scene reports, so it repaints only the item's place.
+        scene->removeItem(item);
+    }
+    // Later, since the call may come from inside the item's own timer tick.
+    object->deleteLater();
 }

@@ -48,16 +48,23 @@ struct Load
     const char *title;
     int shooters; // the local avatar is one of them
     int walkers;
+    bool userWalks = false; // the user's own avatar walks all the time, and the view follows
 };
 
 const Load loads[] = {
-    {"idle", "idle arena", 0, 0},        {"walk16", "16 walking avatars", 0, 16},
-    {"shot16", "16 shotguns", 16, 0},    {"shot64", "64 shotguns", 64, 0},
-    {"shot128", "128 shotguns", 128, 0}, {"shot256", "256 shotguns", 256, 0},
+    {"idle", "idle arena", 0, 0},
+    {"walk16", "16 walking avatars", 0, 16},
+    {"walkuser", "the user walking", 0, 0, true},
+    {"shot16", "16 shotguns", 16, 0},
+    {"shot64", "64 shotguns", 64, 0},
+    {"shot128", "128 shotguns", 128, 0},
+    {"shot256", "256 shotguns", 256, 0},
 };
 
 constexpr int shotPeriodMs = 1750; // just above the shotgun's cooldown
 constexpr int stepPeriodMs = 1500;
+// Shorter than the shortest walk of a step, so the user's avatar never comes to rest.
+constexpr int userStepPeriodMs = 500;
 constexpr int warmUpMs = 2000; // a whole firing cycle, so the flights are in steady state
 constexpr int ownId = 1;
 constexpr double stealTolerated = 2; // % of the machine's time
@@ -81,8 +88,11 @@ public:
         : frames(viewport)
     {
         qApp->installEventFilter(this);
+        // A bullet that has ended is hidden at once and deleted a frame or two later.
         connect(&sampler, &QTimer::timeout, this, [this] {
-            inFlightSum += flights.size();
+            const QList<Bullet *> bullets = flights.keys();
+            inFlightSum += std::count_if(bullets.begin(), bullets.end(),
+                                         [](const Bullet *bullet) { return bullet->isVisible(); });
             ++samples;
         });
     }
@@ -186,7 +196,7 @@ class Server : public QObject
 public:
     bool connectClient(MainWindow &window)
     {
-        if (!listener.listen(QHostAddress::LocalHost, Client::serverPort))
+        if (!listener.listen(QHostAddress::LocalHost, ServerAddress::standardPort))
             return false;
         window.findChild<QPushButton *>("connect")->click();
         if (!runUntil([this] { return listener.hasPendingConnections(); }, 5000))
@@ -202,6 +212,8 @@ public:
     void populate(const Load &load)
     {
         send("0x" + QByteArray::number(ownId) + ";0;0");
+        period = load.shooters > 0 ? shotPeriodMs : stepPeriodMs;
+        type = load.shooters > 0 ? MsgShoot : MsgMove;
         const int others = std::max(load.shooters - 1, load.walkers);
         const QList<QPointF> corners = gridAround(others);
         for (int i = 0; i < others; ++i) {
@@ -209,18 +221,16 @@ public:
             send("1x" + id + ';' + QByteArray::number(corners[i].x()) + ';' +
                  QByteArray::number(corners[i].y()));
             send("4x" + id + ";2;1");
-            avatars.append({ownId + 1 + i, corners[i] + QPointF(50, 50)});
+            avatars.append({ownId + 1 + i, corners[i] + QPointF(50, 50), period});
         }
-        if (load.shooters > 0) {
+        if (load.shooters > 0)
             send("4x" + QByteArray::number(ownId) + ";2;1");
-            avatars.prepend({ownId, QPointF(150, 150)});
-        }
+        if (load.shooters > 0 || load.userWalks)
+            avatars.prepend({ownId, QPointF(150, 150), load.userWalks ? userStepPeriodMs : period});
         peer->flush();
-        period = load.shooters > 0 ? shotPeriodMs : stepPeriodMs;
-        type = load.shooters > 0 ? MsgShoot : MsgMove;
         // First shots and steps spread evenly over the cycle.
         for (int i = 0; i < avatars.size(); ++i)
-            avatars[i].due = qint64(i) * period / avatars.size();
+            avatars[i].due = qint64(i) * avatars[i].period / avatars.size();
     }
 
     void run()
@@ -239,6 +249,7 @@ private:
     {
         int id;
         QPointF centre;
+        int period;
         qint64 due = 0;
     };
 
@@ -254,7 +265,7 @@ private:
         qint64 next = std::numeric_limits<qint64>::max();
         for (Avatar &avatar : avatars) {
             if (avatar.due <= now) {
-                avatar.due += period;
+                avatar.due += avatar.period;
                 const double angle = random.bounded(2 * M_PI);
                 const double reach = type == MsgShoot ? 300 : random.bounded(150.0);
                 const QPointF target =
@@ -315,7 +326,8 @@ int measure(const Load &load, int seconds)
     window.show();
     Server server;
     if (!server.connectClient(window)) {
-        std::fprintf(stderr, "cannot serve the client on 127.0.0.1:%d\n", Client::serverPort);
+        std::fprintf(stderr, "cannot serve the client on 127.0.0.1:%d\n",
+                     ServerAddress::standardPort);
         return 1;
     }
     server.populate(load);
@@ -457,8 +469,8 @@ int main(int argc, char *argv[])
     parser.setApplicationDescription("Measures bullet flight under heavy fire in the arena.");
     parser.addHelpOption();
     const QCommandLineOption scenario("scenario",
-                                      "Measure one load only: idle, walk16, shot16, "
-                                      "shot64, shot128 or shot256.",
+                                      "Measure one load only: idle, walk16, walkuser, "
+                                      "shot16, shot64, shot128 or shot256.",
                                       "load");
     const QCommandLineOption seconds("seconds", "Seconds measured per load (default 8).", "n", "8");
     const QCommandLineOption baseline("baseline", "Show the figures saved in FILE beside.", "file");

@@ -83,7 +83,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     QGraphicsScene scene(QRectF(-2000, -2000, 4000, 4000));
-    auto *client = new Client(&scene, window);
+    auto *client = new Client(&scene, window->server, window->stats);
     for (int turn = 0; !client->isConnected() || !server->peer; ++turn) {
         if (turn == 100'000)
             std::abort();

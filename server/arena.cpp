@@ -44,7 +44,7 @@ bool Arena::join(Link *link, const QString &address, const QString &peer, qint64
     }
     ++fromAddress;
     Member &member =
-        members.insert(link, Member{{}, address, peer, Pace(limits, now), now, {}, 0, {}, {}})
+        members.insert(link, Member{{}, address, peer, SendRate(limits, now), now, {}, 0, {}, {}})
             .value();
     startLife(link, member);
     qInfo().noquote() << "player" << member.avatar.id() << "connected from" << peer;
@@ -66,20 +66,21 @@ void Arena::receive(Link *link, QByteArrayView bytes, qint64 now)
     for (qsizetype end = member.unfinished.indexOf('\n'); end >= 0;
          end = member.unfinished.indexOf('\n', start)) {
         const QByteArrayView text = QByteArrayView(member.unfinished).sliced(start, end - start);
-        if (!take(link, member, text, now))
+        if (!handleLine(link, member, text, now))
             return;
         start = end + 1;
     }
     member.unfinished.remove(0, start);
     if (member.unfinished.size() > maxUnfinishedLength)
-        cut(link, "sent an endless line");
+        expel(link, "sent an endless line");
 }
 
 // False when the line has cost the client its connection.
-bool Arena::take(Link *link, Member &member, QByteArrayView text, qint64 now)
+bool Arena::handleLine(Link *link, Member &member, QByteArrayView text, qint64 now)
 {
     // An empty line costs us a pass through here like any other.
-    if (const Pace::Verdict verdict = member.pace.admitLine(now); verdict != Pace::Pass)
+    if (const SendRate::Verdict verdict = member.sendRate.admitLine(now);
+        verdict != SendRate::Accept)
         return refuse(link, member, verdict, OverRate, now);
     if (text.isEmpty())
         return true;
@@ -94,21 +95,21 @@ bool Arena::take(Link *link, Member &member, QByteArrayView text, qint64 now)
         return askRespawn(link, member, now);
     else if (!member.avatar.isAlive())
         ++member.dropped[NoAvatar];
-    else if (const Pace::Verdict verdict = member.pace.admit(line->type, now);
-             verdict != Pace::Pass)
+    else if (const SendRate::Verdict verdict = member.sendRate.admit(line->type, now);
+             verdict != SendRate::Accept)
         return refuse(link, member, verdict, OverTypeRate, now);
     else
-        pass(link, member, *line);
+        relayLine(link, member, *line);
     return true;
 }
 
-bool Arena::refuse(Link *link, Member &member, Pace::Verdict verdict, Drop kind, qint64 now)
+bool Arena::refuse(Link *link, Member &member, SendRate::Verdict verdict, Drop kind, qint64 now)
 {
     ++member.dropped[kind];
-    if (verdict == Pace::Drop)
+    if (verdict == SendRate::Drop)
         return true;
     barredUntil.insert(member.address, now + limits.floodBarMs);
-    cut(link, QString("kept sending lines %1").arg(describe(kind)));
+    expel(link, QString("kept sending lines %1").arg(describe(kind)));
     return false;
 }
 
@@ -140,13 +141,13 @@ void Arena::introduceOthers(Link *newcomer)
 bool Arena::askRespawn(Link *link, Member &member, qint64 now)
 {
     if (member.respawnDue)
-        return refuse(link, member, member.pace.overflow(now), OverTypeRate, now);
+        return refuse(link, member, member.sendRate.overflow(now), OverTypeRate, now);
     // Clients ask only once they are dead and have dropped their own avatar. One that
     // asks while alive here has dropped it all the same, so that life ends as a death
     // would end it, and nobody keeps a ghost of it.
     if (member.avatar.isAlive())
-        pass(link, member, Line{Line::Death, "0", "0"});
-    const qint64 due = member.pace.reserveRespawn(now);
+        relayLine(link, member, Line{Line::Death, "0", "0"});
+    const qint64 due = member.sendRate.reserveRespawn(now);
     if (due <= now) {
         respawn(link, member);
         return true;
@@ -185,7 +186,7 @@ void Arena::respawn(Link *link, Member &member)
     qInfo() << "player" << oldId << "respawned as player" << member.avatar.id();
 }
 
-void Arena::pass(Link *link, Member &member, const Line &line)
+void Arena::relayLine(Link *link, Member &member, const Line &line)
 {
     member.avatar.follow(line);
     // Position reports only correct the others' copies; every other line is also how
@@ -213,7 +214,7 @@ void Arena::leave(Link *link, const QString &reason)
         broadcast(Line{Line::Death, "0", "0"}.withId(member.avatar.id()));
 }
 
-void Arena::cut(Link *link, const QString &reason)
+void Arena::expel(Link *link, const QString &reason)
 {
     leave(link, reason);
     link->close();
@@ -231,7 +232,7 @@ void Arena::tick(qint64 now)
     reportRefusals();
     barredUntil.removeIf([now](const auto &entry) { return entry.value() <= now; });
     for (const auto &[link, reason] : std::as_const(expired))
-        cut(link, reason);
+        expel(link, reason);
 }
 
 // Why the member has waited too long for something, if it has.
@@ -254,7 +255,7 @@ void Arena::closeAll(const QString &reason)
 {
     const QList<Link *> links = members.keys();
     for (Link *link : links)
-        cut(link, reason);
+        expel(link, reason);
 }
 
 void Arena::broadcast(const QByteArray &line, const Link *except)

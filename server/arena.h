@@ -4,8 +4,8 @@
 
 #include "avatar.h"
 #include "link.h"
-#include "pace.h"
 #include "relaylimits.h"
+#include "sendrate.h"
 
 #include <QHash>
 #include <QMultiMap>
@@ -61,7 +61,7 @@ private:
         Avatar avatar;
         QString address;
         QString peer;
-        Pace pace;
+        SendRate sendRate;
         // The last line of the game from this client.
         qint64 lastHeard = 0;
         QByteArray unfinished;
@@ -71,15 +71,15 @@ private:
         std::array<int, DropKinds> dropped{};
     };
 
-    bool take(Link *link, Member &member, QByteArrayView text, qint64 now);
-    bool refuse(Link *link, Member &member, Pace::Verdict verdict, Drop kind, qint64 now);
+    bool handleLine(Link *link, Member &member, QByteArrayView text, qint64 now);
+    bool refuse(Link *link, Member &member, SendRate::Verdict verdict, Drop kind, qint64 now);
     QString overdue(const Member &member, qint64 now) const;
     void startLife(Link *link, Member &member);
     void introduceOthers(Link *newcomer);
     bool askRespawn(Link *link, Member &member, qint64 now);
     void respawn(Link *link, Member &member);
-    void pass(Link *link, Member &member, const Line &line);
-    void cut(Link *link, const QString &reason);
+    void relayLine(Link *link, Member &member, const Line &line);
+    void expel(Link *link, const QString &reason);
     void broadcast(const QByteArray &line, const Link *except = nullptr);
     int freshId();
     void reportDrops(Member &member);

@@ -54,7 +54,7 @@ private slots:
         QVERIFY(probe.listen(QHostAddress::LocalHost));
         const quint16 port = probe.serverPort();
         probe.close();
-        QVERIFY(port != Client::serverPort);
+        QVERIFY(port != ServerAddress::standardPort);
         QProcess relay;
         const auto startRelay = [&relay, port] {
             relay.setReadChannel(QProcess::StandardError);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "player.h"
+#include "roster.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -104,20 +105,42 @@ private slots:
         QCOMPARE(avatar->alive, !who.startsWith("dead") && died.isEmpty());
     }
 
+    // A scene's roster holds the avatars standing on it, and no other scene's.
+    void eachSceneHasItsOwnRoster()
+    {
+        QGraphicsScene practice;
+        auto *dummy = new Player(&practice, {});
+        practice.addItem(dummy);
+        auto *idle = new Player(scene, {}); // made for the scene, not yet on it
+        QCOMPARE(Roster::of(scene)->avatars(), QList<Player *>{avatar});
+        QCOMPARE(Roster::of(&practice)->avatars(), QList<Player *>{dummy});
+        QCOMPARE(Roster::of(scene), Roster::of(scene));
+
+        practice.addItem(avatar);
+        QCOMPARE(Roster::of(scene)->avatars(), QList<Player *>());
+        QCOMPARE(Roster::of(&practice)->avatars(), (QList<Player *>{dummy, avatar}));
+        delete dummy;
+        QCOMPARE(Roster::of(&practice)->avatars(), QList<Player *>{avatar});
+        scene->addItem(idle);
+        practice.clear();
+        QCOMPARE(Roster::of(&practice)->avatars(), QList<Player *>());
+        QCOMPARE(Roster::of(scene)->avatars(), QList<Player *>{idle});
+    }
+
     // Each effect owns what drives it, so a cleared scene ends them all.
     void clearingSceneEndsEveryEffect()
     {
         avatar->takeDamage(1);
         avatar->death();
         avatar->showDamageNumber(7);
-        QList<QPointer<QGraphicsObject>> carriers;
+        QList<QPointer<QGraphicsObject>> effects;
         for (QGraphicsItem *item : scene->items())
-            if (QGraphicsObject *carrier = item->toGraphicsObject())
-                carriers << carrier;
-        QCOMPARE(carriers.size(), 4); // two drops, the death animation, a number
+            if (QGraphicsObject *effect = item->toGraphicsObject())
+                effects << effect;
+        QCOMPARE(effects.size(), 4); // two drops, the death animation, a number
         scene->clear();
-        for (const QPointer<QGraphicsObject> &carrier : carriers)
-            QVERIFY(!carrier);
+        for (const QPointer<QGraphicsObject> &effect : effects)
+            QVERIFY(!effect);
     }
 };
 

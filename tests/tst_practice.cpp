@@ -95,9 +95,9 @@ private slots:
             QVERIFY(!view->enemyGun->canShoot);
         }
         view->enemy->hp = 40;
-        const int carriers = itemsOf<QGraphicsObject>().size();
+        const int effects = itemsOf<QGraphicsObject>().size();
         press(370);
-        QCOMPARE(itemsOf<QGraphicsObject>().size(), carriers + 1); // the death animation
+        QCOMPARE(itemsOf<QGraphicsObject>().size(), effects + 1); // the death animation
         QVERIFY(view->enemy->pos() == QPointF(400, 400) && view->enemy->hp == 100);
         // Ticks and reports of a cleared opponent may still come before its deletion.
         Player *cleared = view->enemy;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#ifndef PACE_H
-#define PACE_H
+#ifndef SENDRATE_H
+#define SENDRATE_H
 
 #include "line.h"
 #include "relaylimits.h"
@@ -11,19 +11,19 @@
 // How fast one client may send: lines of any kind, and each kind of line no faster
 // than a real player's game produces it, so that nobody can make the other clients
 // do more than a player could.
-class Pace
+class SendRate
 {
 public:
     enum Verdict
     {
-        Pass,
+        Accept,
         Drop,
         // Far over the limit for long: a flood, not a player.
-        Cut,
+        Expel,
     };
 
-    Pace() = default;
-    Pace(const RelayLimits &limits, qint64 now);
+    SendRate() = default;
+    SendRate(const RelayLimits &limits, qint64 now);
 
     Verdict admitLine(qint64 now);
     Verdict admit(Line::Type type, qint64 now);
@@ -43,4 +43,4 @@ private:
     std::array<TokenBucket, Line::Respawn + 1> types;
 };
 
-#endif // PACE_H
+#endif // SENDRATE_H

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "pace.h"
+#include "sendrate.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ Rate rateOf(Line::Type type)
 
 } // namespace
 
-Pace::Pace(const RelayLimits &limits, qint64 now)
+SendRate::SendRate(const RelayLimits &limits, qint64 now)
     : limited(limits.lineRate > 0)
     , lines(limits.lineRate, limits.lineBurst, now)
     , drops(limits.lineRate, 10 * limits.lineBurst, now)
@@ -45,32 +45,32 @@ Pace::Pace(const RelayLimits &limits, qint64 now)
     }
 }
 
-Pace::Verdict Pace::admitLine(qint64 now)
+SendRate::Verdict SendRate::admitLine(qint64 now)
 {
     return judge(lines, now);
 }
 
-Pace::Verdict Pace::admit(Line::Type type, qint64 now)
+SendRate::Verdict SendRate::admit(Line::Type type, qint64 now)
 {
     // One death per life, and the lives are paced by the respawns.
     if (type == Line::Death)
-        return Pass;
+        return Accept;
     return judge(types[type], now);
 }
 
-qint64 Pace::reserveRespawn(qint64 now)
+qint64 SendRate::reserveRespawn(qint64 now)
 {
     return limited ? types[Line::Respawn].reserve(now) : now;
 }
 
-Pace::Verdict Pace::overflow(qint64 now)
+SendRate::Verdict SendRate::overflow(qint64 now)
 {
-    return drops.take(now) ? Drop : Cut;
+    return drops.take(now) ? Drop : Expel;
 }
 
-Pace::Verdict Pace::judge(TokenBucket &bucket, qint64 now)
+SendRate::Verdict SendRate::judge(TokenBucket &bucket, qint64 now)
 {
     if (!limited || bucket.take(now))
-        return Pass;
+        return Accept;
     return overflow(now);
 }
