@@ -3,7 +3,9 @@
 
 #include <QGraphicsScene>
 #include <QGraphicsView>
+#include <QPaintEvent>
 #include <QScreen>
+#include <QScrollBar>
 
 #include <algorithm>
 #include <utility>
@@ -13,9 +15,15 @@ namespace {
 // Each repaint has a cost of its own, so there are at most this many a frame.
 constexpr int maxRepaintsPerFrame = 16;
 
-qint64 areaOf(const QRect &rect)
+qreal areaOf(const QRectF &rect)
 {
-    return qint64(rect.width()) * rect.height();
+    return rect.width() * rect.height();
+}
+
+// Antialiased edges reach two pixels beyond what an item reports.
+QRectF withEdges(const QRectF &rect)
+{
+    return rect.adjusted(-2, -2, 2, 2);
 }
 
 } // namespace
@@ -31,31 +39,43 @@ FramePacer::FramePacer(QGraphicsView *view)
     sinceFrame.start();
     if (view->scene())
         connect(view->scene(), &QGraphicsScene::changed, this, &FramePacer::gatherSceneChanges);
-}
-
-void FramePacer::gatherSceneChanges(const QList<QRectF> &sceneRects)
-{
-    const QTransform toViewport = view->viewportTransform();
-    for (const QRectF &rect : sceneRects)
-        // Two pixels more on each side, for antialiased edges.
-        repaintLater(toViewport.mapRect(rect).toAlignedRect().adjusted(-2, -2, 2, 2));
-}
-
-void FramePacer::repaintLater(const QRect &area)
-{
-    if (!area.intersects(view->viewport()->rect()))
-        return;
-    if (QRect *rect = rectToJoin(area))
-        *rect |= area;
-    else
-        dirtyRects.append(area);
-    startFrame();
+    for (const QScrollBar *bar : {view->horizontalScrollBar(), view->verticalScrollBar()})
+        connect(bar, &QScrollBar::valueChanged, this, &FramePacer::startFrame);
+    view->viewport()->installEventFilter(this);
+    takeViewAsPainted();
 }
 
 void FramePacer::deleteAfterRepaint(QObject *item)
 {
     hiddenSinceLastFrame.append(item);
     startFrame();
+}
+
+// Qt paints the viewport by itself as well: when it is shown, resized or grabbed. If
+// the view moved since the last frame, the picture no longer fits together.
+bool FramePacer::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Paint && !paintingFrame &&
+        view->viewportTransform() != paintedTransform) {
+        picturePartlyStale = true;
+        startFrame();
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void FramePacer::gatherSceneChanges(const QList<QRectF> &sceneRects)
+{
+    for (const QRectF &changed : sceneRects) {
+        // Outside the picture on screen there is nothing to mend: what a scroll brings
+        // into view is painted whole.
+        if (!withEdges(changed).intersects(paintedArea))
+            continue;
+        if (QRectF *area = areaToJoin(changed))
+            *area |= changed;
+        else
+            dirtyAreas.append(changed);
+        startFrame();
+    }
 }
 
 void FramePacer::startFrame()
@@ -67,24 +87,24 @@ void FramePacer::startFrame()
     frame.start(std::max(0, frameMs - int(sinceFrame.elapsed())));
 }
 
-// A moving item reports where it was and where it is: one rectangle for both. Once
-// there are as many rectangles as allowed, a change joins the one it enlarges least.
-QRect *FramePacer::rectToJoin(const QRect &area)
+// A moving item reports where it was and where it is: one area for both. Once there
+// are as many areas as allowed, a change joins the one it enlarges least.
+QRectF *FramePacer::areaToJoin(const QRectF &changed)
 {
-    auto rect = std::find_if(dirtyRects.begin(), dirtyRects.end(),
-                             [&area](const QRect &rect) { return rect.intersects(area); });
-    if (rect == dirtyRects.end() && dirtyRects.size() >= maxRepaintsPerFrame) {
-        const auto growth = [&area](const QRect &rect) {
-            return areaOf(rect | area) - areaOf(rect);
+    auto area = std::find_if(dirtyAreas.begin(), dirtyAreas.end(),
+                             [&changed](const QRectF &area) { return area.intersects(changed); });
+    if (area == dirtyAreas.end() && dirtyAreas.size() >= maxRepaintsPerFrame) {
+        const auto growth = [&changed](const QRectF &area) {
+            return areaOf(area | changed) - areaOf(area);
         };
-        rect = std::min_element(
-            dirtyRects.begin(), dirtyRects.end(),
-            [&growth](const QRect &a, const QRect &b) { return growth(a) < growth(b); });
+        area = std::min_element(
+            dirtyAreas.begin(), dirtyAreas.end(),
+            [&growth](const QRectF &a, const QRectF &b) { return growth(a) < growth(b); });
     }
-    return rect == dirtyRects.end() ? nullptr : &*rect;
+    return area == dirtyAreas.end() ? nullptr : &*area;
 }
 
-// What one repaint costs beyond its pixels, in pixels of background copied. A scene
+// What one repaint costs beyond its pixels, in pixels of background painted. A scene
 // without an index has every repaint walk every item, at about 80 pixels an item, and
 // hands over its list as it keeps it; an indexed scene finds the few items in reach.
 qint64 FramePacer::repaintCost() const
@@ -95,26 +115,68 @@ qint64 FramePacer::repaintCost() const
     return 2400 + 80 * qint64(scene->items().size());
 }
 
-// In a busy scene with changes spread wide, one repaint of all that changed costs
-// less than many of its parts.
 void FramePacer::paintFrame()
 {
     sinceFrame.restart();
+    paintingFrame = true;
+    const QRegion uncovered = scrollPicture();
+    if (!uncovered.isEmpty())
+        view->viewport()->repaint(uncovered);
+    repaintChanges(uncovered);
+    paintingFrame = false;
+    takeViewAsPainted();
+    deleteDeparted();
+}
+
+// Moves the picture on screen as far as the view scrolled since the last frame, and
+// tells what that uncovered: moving pixels costs far less than painting them again.
+QRegion FramePacer::scrollPicture()
+{
+    const QTransform now = view->viewportTransform();
+    if (now == paintedTransform && !picturePartlyStale)
+        return {};
+    const QRegion whole(view->viewport()->rect());
+    const QPoint step(qRound(now.dx() - paintedTransform.dx()),
+                      qRound(now.dy() - paintedTransform.dy()));
+    if (picturePartlyStale ||
+        now != paintedTransform * QTransform::fromTranslate(step.x(), step.y()))
+        return whole;
+    view->viewport()->scroll(step.x(), step.y());
+    return whole - whole.translated(step);
+}
+
+// In a busy scene with changes spread wide, one repaint of all that changed costs
+// less than many of its parts.
+void FramePacer::repaintChanges(const QRegion &painted)
+{
     QWidget *viewport = view->viewport();
+    const QTransform toViewport = view->viewportTransform();
     QRect bounds;
-    qint64 area = 0;
-    for (QRect &rect : dirtyRects) {
-        rect &= viewport->rect();
+    qreal area = 0;
+    for (const QRectF &changed : std::as_const(dirtyAreas)) {
+        const QRect rect =
+            withEdges(toViewport.mapRect(changed)).toAlignedRect() & viewport->rect();
+        const auto holds = [&rect](const QRect &part) { return part.contains(rect); };
+        if (rect.isEmpty() || std::any_of(painted.begin(), painted.end(), holds))
+            continue;
+        repaintRects.append(rect);
         bounds |= rect;
         area += areaOf(rect);
     }
-    if ((dirtyRects.size() - 1) * repaintCost() > areaOf(bounds) - area)
+    dirtyAreas.clear();
+    if ((repaintRects.size() - 1) * repaintCost() > areaOf(bounds) - area)
         viewport->repaint(bounds);
     else
-        for (const QRect &rect : std::as_const(dirtyRects))
+        for (const QRect &rect : std::as_const(repaintRects))
             viewport->repaint(rect);
-    dirtyRects.clear();
-    deleteDeparted();
+    repaintRects.clear();
+}
+
+void FramePacer::takeViewAsPainted()
+{
+    paintedTransform = view->viewportTransform();
+    paintedArea = view->mapToScene(view->viewport()->rect()).boundingRect();
+    picturePartlyStale = false;
 }
 
 void FramePacer::deleteDeparted()

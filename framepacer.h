@@ -6,8 +6,10 @@
 #include <QList>
 #include <QObject>
 #include <QPointer>
-#include <QRect>
+#include <QRectF>
+#include <QRegion>
 #include <QTimer>
+#include <QTransform>
 
 class QGraphicsView;
 
@@ -16,7 +18,9 @@ class QGraphicsView;
 // rectangular clip Qt's raster engine copies pictures straight into place, while
 // under a clip of several rectangles it hands every fill taller than about a
 // hundred lines to its thread pool, which costs more than the fill itself at this
-// size. The view itself is left to update nothing on its own.
+// size. When the view has scrolled, the picture on screen is moved once a frame
+// and only the strips it uncovers are painted. The view itself is left to update
+// nothing on its own.
 class FramePacer : public QObject
 {
     Q_OBJECT
@@ -25,25 +29,35 @@ public:
     // Paces `view` and the scene it shows now.
     explicit FramePacer(QGraphicsView *view);
 
-    // Adds an area of the viewport to the next frame.
-    void repaintLater(const QRect &area);
     // Deletes a hidden item at the end of the frame after next. By then the scene has
     // taken in the hiding and repainted its place, and removing the item asks for
     // nothing more; done sooner, it would have the whole scene repainted.
     void deleteAfterRepaint(QObject *item);
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void gatherSceneChanges(const QList<QRectF> &sceneRects);
-    QRect *rectToJoin(const QRect &area);
+    QRectF *areaToJoin(const QRectF &area);
     qint64 repaintCost() const;
     void paintFrame();
+    QRegion scrollPicture();
+    void repaintChanges(const QRegion &painted);
+    void takeViewAsPainted();
     void deleteDeparted();
     void startFrame();
 
     QGraphicsView *view;
     QTimer frame;
     QElapsedTimer sinceFrame;
-    QList<QRect> dirtyRects; // cleared, not freed: no allocation from frame to frame
+    bool paintingFrame = false;
+    bool picturePartlyStale = false; // Qt painted part of it after a scroll we have not made
+    QTransform paintedTransform;     // where the picture on screen shows the scene
+    QRectF paintedArea;              // the part of the scene it shows
+    // Cleared, not freed: no allocation from frame to frame.
+    QList<QRectF> dirtyAreas; // in the scene, so that a scroll cannot misplace them
+    QList<QRect> repaintRects;
     QList<QPointer<QObject>> hiddenBeforeLastFrame;
     QList<QPointer<QObject>> hiddenSinceLastFrame;
 };

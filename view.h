@@ -18,8 +18,7 @@
 // A click or key only asks the server; the echo does the rest.
 //
 // Hundreds of small items move every few milliseconds in the arena: a frame pacer
-// repaints what changed at most once a screen refresh. The background, one
-// picture, is cached for the same reason.
+// repaints what changed at most once a screen refresh.
 class View : public QGraphicsView
 {
     Q_OBJECT
@@ -33,14 +32,13 @@ public:
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         setFrameStyle(0);
         setFocusPolicy(Qt::StrongFocus);
-        setCacheMode(CacheBackground);
         if (client) {
             setScene(client->scene);
             // Queued: the box may have come up inside a handler that is still running.
             connect(client, &Client::connectionErrorClosed, this, &View::leaveArena,
                     Qt::QueuedConnection);
         }
-        pacer = new FramePacer(this);
+        new FramePacer(this);
     }
 
     QPointer<Client> client; // the Client deletes itself on leaving
@@ -59,12 +57,6 @@ signals:
     void left();
 
 protected:
-    void scrollContentsBy(int dx, int dy) override
-    {
-        QGraphicsView::scrollContentsBy(dx, dy);
-        pacer->repaintLater(viewport()->rect());
-    }
-
     void mousePressEvent(QMouseEvent *event) override
     {
         const Qt::MouseButton button = event->button();
@@ -91,9 +83,6 @@ protected:
         }
         QGraphicsView::keyPressEvent(event);
     }
-
-private:
-    FramePacer *pacer;
 };
 
 #endif // VIEW_H
