@@ -107,9 +107,9 @@ void fitTextInside(const QList<QToolButton *> &buttons, int width)
 }
 
 // Where a picture of `size` sits centred in a 50 by 50 slot square.
-QPointF centredInSlot(QPointF square, QSize size)
+QPointF centredInSlot(QSize size)
 {
-    return square + QPointF((50 - size.width()) / 2, (50 - size.height()) / 2);
+    return QPointF((50 - size.width()) / 2, (50 - size.height()) / 2);
 }
 
 } // namespace
@@ -191,8 +191,12 @@ void MainWindow::on_connect_clicked()
     for (int i = 0; i < 3; ++i) {
         slotFrames[i] = scene->addRect(QRectF(0, 0, 50, 50), QPen(Qt::white), QBrush(Qt::gray));
         slotFrames[i]->setZValue(9999);
-        slotIcons[i] = scene->addPixmap(QPixmap());
+        // The icon rides on its square. An empty one has no size, and Qt repaints the
+        // whole scene when an item of no size moves, as the bar does with every scroll:
+        // so an icon never moves by itself, and an empty one is hidden.
+        slotIcons[i] = new QGraphicsPixmapItem(slotFrames[i]);
         slotIcons[i]->setZValue(10000);
+        slotIcons[i]->hide();
     }
     placeSlotBar();
     // The head-up display keeps the corners of the window, wherever the view scrolls.
@@ -236,11 +240,8 @@ void MainWindow::placeSlotBar()
 {
     const QPointF p = viewportCornerInScene(0, view->viewport()->height());
     for (int i = 0; i < 3; ++i) {
-        const QPointF square(p.x() + 10 + 60 * i, p.y() - 60);
         if (slotFrames[i])
-            slotFrames[i]->setPos(square);
-        if (slotIcons[i])
-            slotIcons[i]->setPos(centredInSlot(square, slotIcons[i]->pixmap().size()));
+            slotFrames[i]->setPos(p.x() + 10 + 60 * i, p.y() - 60);
     }
 }
 
@@ -300,14 +301,15 @@ void MainWindow::updateSlotIcon(int slotIndex, int itemId)
     if (slotIndex < 0 || slotIndex > 2 || !slotIcons[slotIndex])
         return;
     QGraphicsPixmapItem *icon = slotIcons[slotIndex];
-    if (itemId < 1 || itemId > 6) {
+    const bool weapon = itemId >= 1 && itemId <= 6;
+    icon->setVisible(weapon);
+    if (!weapon) {
         icon->setPixmap(QPixmap());
         return;
     }
     icon->setPixmap(QPixmap(slotIconPaths[itemId])
                         .scaled(QSize(50, 50), Qt::KeepAspectRatio, Qt::SmoothTransformation));
-    if (slotFrames[slotIndex])
-        icon->setPos(centredInSlot(slotFrames[slotIndex]->pos(), icon->pixmap().size()));
+    icon->setPos(centredInSlot(icon->pixmap().size()));
 }
 
 void MainWindow::openArmory()
