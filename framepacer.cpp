@@ -65,12 +65,13 @@ bool FramePacer::eventFilter(QObject *watched, QEvent *event)
 
 void FramePacer::gatherSceneChanges(const QList<QRectF> &sceneRects)
 {
+    const qint64 cost = repaintCost();
     for (const QRectF &changed : sceneRects) {
         // Outside the picture on screen there is nothing to mend: what a scroll brings
         // into view is painted whole.
         if (!withEdges(changed).intersects(paintedArea))
             continue;
-        if (QRectF *area = areaToJoin(changed))
+        if (QRectF *area = areaToJoin(changed, cost))
             *area |= changed;
         else
             dirtyAreas.append(changed);
@@ -87,21 +88,26 @@ void FramePacer::startFrame()
     frame.start(std::max(0, frameMs - int(sinceFrame.elapsed())));
 }
 
-// A moving item reports where it was and where it is: one area for both. Once there
-// are as many areas as allowed, a change joins the one it enlarges least.
-QRectF *FramePacer::areaToJoin(const QRectF &changed)
+// A moving item reports where it was and where it is: one area for both. A change also
+// joins the area where that paints the fewest pixels twice over, when these cost less
+// than a repaint of its own, or when there are as many areas as allowed.
+QRectF *FramePacer::areaToJoin(const QRectF &changed, qint64 repaintCost)
 {
-    auto area = std::find_if(dirtyAreas.begin(), dirtyAreas.end(),
-                             [&changed](const QRectF &area) { return area.intersects(changed); });
-    if (area == dirtyAreas.end() && dirtyAreas.size() >= maxRepaintsPerFrame) {
-        const auto growth = [&changed](const QRectF &area) {
-            return areaOf(area | changed) - areaOf(area);
-        };
-        area = std::min_element(
-            dirtyAreas.begin(), dirtyAreas.end(),
-            [&growth](const QRectF &a, const QRectF &b) { return growth(a) < growth(b); });
-    }
-    return area == dirtyAreas.end() ? nullptr : &*area;
+    const auto touching =
+        std::find_if(dirtyAreas.begin(), dirtyAreas.end(),
+                     [&changed](const QRectF &area) { return area.intersects(changed); });
+    if (touching != dirtyAreas.end())
+        return &*touching;
+    const auto wasted = [&changed](const QRectF &area) {
+        return areaOf(area | changed) - areaOf(area) - areaOf(changed);
+    };
+    const auto cheapest = std::min_element(
+        dirtyAreas.begin(), dirtyAreas.end(),
+        [&wasted](const QRectF &a, const QRectF &b) { return wasted(a) < wasted(b); });
+    if (cheapest != dirtyAreas.end() &&
+        (wasted(*cheapest) <= repaintCost || dirtyAreas.size() >= maxRepaintsPerFrame))
+        return &*cheapest;
+    return nullptr;
 }
 
 // What one repaint costs beyond its pixels, in pixels of background painted. A scene

@@ -39,7 +39,7 @@ protected:
 
 private:
     void gatherSceneChanges(const QList<QRectF> &sceneRects);
-    QRectF *areaToJoin(const QRectF &area);
+    QRectF *areaToJoin(const QRectF &changed, qint64 repaintCost);
     qint64 repaintCost() const;
     void paintFrame();
     QRegion scrollPicture();

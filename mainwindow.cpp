@@ -183,6 +183,8 @@ void MainWindow::on_connect_clicked()
         "#555;}QPushButton:pressed {  background-color: #333;}");
     respawnProxy = scene->addWidget(respawnButton);
     respawnProxy->setZValue(9999);
+    // The button moves with every scroll: copied from a cache, it is not styled anew.
+    respawnProxy->setCacheMode(QGraphicsItem::DeviceCoordinateCache);
     placeRespawnButton();
     // Deferred, so that the respawn never runs inside the button's own scene event.
     connect(respawnButton, &QPushButton::clicked, this,

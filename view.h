@@ -12,7 +12,10 @@
 #include <QGraphicsView>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPointer>
+
+#include <cmath>
 
 // The arena as the user sees it, and the only place where arena input is read.
 // A click or key only asks the server; the echo does the rest.
@@ -57,6 +60,21 @@ signals:
     void left();
 
 protected:
+    // The background picture is copied into place tile by tile: Qt copies an opaque
+    // picture line by line, where it would fill a pattern pixel by pixel, and a cache of
+    // the whole background would have to be moved along at every step of a scroll.
+    void drawBackground(QPainter *painter, const QRectF &area) override
+    {
+        const QPixmap tile = backgroundBrush().texture();
+        if (tile.isNull())
+            return QGraphicsView::drawBackground(painter, area);
+        const qreal width = tile.width();
+        const qreal height = tile.height();
+        for (qreal y = std::floor(area.top() / height) * height; y < area.bottom(); y += height)
+            for (qreal x = std::floor(area.left() / width) * width; x < area.right(); x += width)
+                painter->drawPixmap(QPointF(x, y), tile);
+    }
+
     void mousePressEvent(QMouseEvent *event) override
     {
         const Qt::MouseButton button = event->button();
