@@ -5,6 +5,8 @@
 #include <QtNetwork>
 #include <QtTest>
 #include <functional>
+#include <memory>
+#include <vector>
 
 // A client as the test sees it: a real socket, every line received and its latest id.
 struct Peer
@@ -25,6 +27,8 @@ struct Peer
         socket.connectToHost(to, port);
     }
     bool isConnected() const { return socket.state() == QAbstractSocket::ConnectedState; }
+    // Given an id, or refused.
+    bool settled() const { return id || socket.state() == QAbstractSocket::UnconnectedState; }
     QTcpSocket socket;
     QByteArrayList lines;
     bool keepLines = true;
@@ -59,6 +63,44 @@ struct ServerProcess
     QByteArray log;
     quint16 port = 0;
 };
+
+using Peers = std::vector<std::unique_ptr<Peer>>;
+
+// Every peer but the last, a bystander, sends `lines` copies of `line` at once, after
+// its id and an introduction of everybody else: nobody is cut, everybody gets it all.
+inline void burstCutsNobody(const Peers &peers, const ServerProcess &server, const QByteArray &line,
+                            int lines)
+{
+    const int players = int(peers.size());
+    for (const auto &peer : peers)
+        QTRY_COMPARE_WITH_TIMEOUT(peer->count, players, 20000);
+    for (int i = 0; i + 1 < players; ++i)
+        peers[size_t(i)]->socket.write(line.repeated(lines));
+    for (const auto &peer : peers)
+        QTRY_COMPARE_WITH_TIMEOUT(peer->count, players + (players - 1) * lines, 60000);
+    QVERIFY2(!server.log.contains("disconnected"), server.log.constData());
+}
+
+// The reader floods a second client that reads nothing, not even the end of its
+// connection, until `cut` says the relay has cut it by its id; the reader gets it all.
+inline void nonReaderIsCut(Peer &reader, const QHostAddress &relay, quint16 port,
+                           const std::function<bool(const QByteArray &id)> &cut)
+{
+    QTRY_VERIFY(reader.id > 0);
+    QTcpSocket nonReader;
+    // Qt stops taking data from the system once this much waits unread.
+    nonReader.setReadBufferSize(1);
+    nonReader.connectToHost(relay, port);
+    QTRY_COMPARE(reader.lines.size(), 2);
+    const QByteArray id = reader.lines[1].split(';').first().mid(2);
+    reader.keepLines = false;
+    // Far more than the backlog allowed and the system buffers on both ends hold.
+    const int lines = 32000;
+    reader.socket.write(("3x0;5;" + QByteArray(240, '1') + '\n').repeated(lines));
+    QTRY_VERIFY_WITH_TIMEOUT(cut(id), 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(reader.count, 2 + lines + 1, 30000);
+    QVERIFY(reader.isConnected());
+}
 
 // Columns of these types and names, and rows of cells in the same order.
 template <typename... Types, typename... Names> void columns(Names... names)

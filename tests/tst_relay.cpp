@@ -36,15 +36,12 @@ class TestRelay : public QObject
     Q_OBJECT
 
     std::unique_ptr<Relay> relay;
-    std::vector<std::unique_ptr<Peer>> peers;
+    Peers peers;
     Peer &join(const QHostAddress &from = QHostAddress::LocalHost)
     {
         Peer &peer = *peers.emplace_back(std::make_unique<Peer>(relay->port(), from));
         // A MsgSpawn that never comes fails where the lines are compared.
-        const auto settled = [&peer] {
-            return peer.id || peer.socket.state() == QAbstractSocket::UnconnectedState;
-        };
-        (void)QTest::qWaitFor(settled, 5000);
+        (void)QTest::qWaitFor([&peer] { return peer.settled(); }, 5000);
         return peer;
     }
     void connectMany(quint16 port, int count, bool keepLines = true)
@@ -166,17 +163,8 @@ private slots:
     {
         ServerProcess server({"--line-rate", "0", "--max-per-address", "0"});
         QVERIFY2(server.port, server.log.constData());
-        const int clients = 32, lines = 1000;
-        connectMany(server.port, clients, false);
-        // Its id and an introduction of everybody else.
-        for (const auto &peer : peers)
-            QTRY_COMPARE(peer->count, clients);
-        const QByteArray burst = QByteArray("2x0;123;456\n").repeated(lines);
-        for (const auto &peer : peers)
-            peer->socket.write(burst);
-        for (const auto &peer : peers)
-            QTRY_COMPARE_WITH_TIMEOUT(peer->count, clients + clients * lines, 60000);
-        QVERIFY2(!server.log.contains("disconnected"), server.log.constData());
+        connectMany(server.port, 33, false);
+        burstCutsNobody(peers, server, "2x0;123;456\n", 1000);
     }
 
     void nonReaderIsCut_data()
@@ -197,55 +185,38 @@ private slots:
         limits.lineBurst = lineBurst;
         limits.stallTimeoutMs = stallTimeoutMs;
         restart();
-        Peer &reader = join();
-        QTcpSocket nonReader;
-        // Qt stops taking data from the system once this much waits unread.
-        nonReader.setReadBufferSize(1);
-        nonReader.connectToHost(QHostAddress::LocalHost, relay->port());
-        QTRY_COMPARE(reader.lines.size(), 2);
-        const int nonReaderId = reader.lines[1].split(';').first().mid(2).toInt();
-        reader.keepLines = false;
-        // More than the system buffers on both ends hold.
-        const int lines = 32000;
-        reader.socket.write(("3x0;5;" + QByteArray(240, '1') + '\n').repeated(lines));
-        // The non-reader does not even read the end of its connection.
-        QTRY_COMPARE_WITH_TIMEOUT(
-            logged.filter(QString("player %1 from").arg(nonReaderId)).filter(reason).size(), 1,
-            30000);
-        QTRY_COMPARE_WITH_TIMEOUT(reader.count, 2 + lines + 1, 30000);
-        QVERIFY(reader.isConnected());
+        ::nonReaderIsCut(join(), QHostAddress::LocalHost, relay->port(), [&](const QByteArray &id) {
+            return logged.filter(QString("player %1 from").arg(id)).filter(reason).size() == 1;
+        });
     }
 
     void capsRefuseAtOnce_data()
     {
-        columns<int, int, QStringList, QList<bool>, QString>("maxPlayers", "maxPerAddress",
-                                                             "sources", "served", "refusal");
-        const QString one = "127.0.0.1", two = "127.0.0.2";
-        addRow("total", 2, 0, QStringList{one, one, two}, QList<bool>{true, true, false},
+        // Clients from 127.0.0.<digit>, in this order; the third is the one refused, if any.
+        columns<int, int, QByteArray, QString>("maxPlayers", "maxPerAddress", "sources", "refusal");
+        addRow("total", 2, 0, QByteArray("112"),
                QString("refused 1 connections: already 2 players"));
-        addRow("per address", 64, 2, QStringList{one, one, one, two},
-               QList<bool>{true, true, false, true},
+        addRow("per address", 64, 2, QByteArray("1112"),
                QString("refused 1 connections: already 2 players from their address"));
-        addRow("no cap per address", 64, 0, QStringList(50, one), QList<bool>(50, true), QString());
+        addRow("no cap per address", 64, 0, QByteArray(50, '1'), QString());
     }
     void capsRefuseAtOnce()
     {
         QFETCH(int, maxPlayers);
         QFETCH(int, maxPerAddress);
-        QFETCH(QStringList, sources);
-        QFETCH(QList<bool>, served);
+        QFETCH(QByteArray, sources);
         QFETCH(QString, refusal);
         limits.maxPlayers = maxPlayers;
         limits.maxPerAddress = maxPerAddress;
         restart();
-        QString refusedFrom;
+        const auto from = [&](int i) { return QHostAddress("127.0.0." + QString(sources[i])); };
         for (int i = 0; i < sources.size(); ++i) {
-            Peer &peer = join(QHostAddress(sources[i]));
-            QCOMPARE(peer.id > 0, served[i]);
-            if (!served[i]) {
+            Peer &peer = join(from(i));
+            const bool refused = i == 2 && !refusal.isEmpty();
+            QCOMPARE(peer.id > 0, !refused);
+            if (refused) {
                 QTRY_VERIFY(!peer.isConnected());
                 QCOMPARE(peer.lines, QByteArrayList());
-                refusedFrom = sources[i];
             }
         }
         relay->sweep();
@@ -253,8 +224,8 @@ private slots:
                  refusal.isEmpty() ? QStringList() : QStringList{refusal});
         // A place that comes free is taken at once.
         peers.front()->socket.disconnectFromHost();
-        QTRY_VERIFY(logged.filter("disconnected").size() == 1);
-        QVERIFY(join(QHostAddress(refusedFrom.isEmpty() ? sources[0] : refusedFrom)).id > 0);
+        QTRY_COMPARE(logged.filter("disconnected").size(), 1);
+        QVERIFY(join(from(2)).id > 0);
     }
 
     void ratesKeepTheGamePace_data()
@@ -312,17 +283,16 @@ private slots:
     {
         Peer &other = join();
         Peer &player = join();
-        QList<int> ids{player.id};
-        QByteArray seen = "0x%2;0;0\n1x%1;100;100\n";
-        for (int life = 1; life < 8; ++life) {
+        QList<int> ids{other.id, player.id};
+        QByteArray seen = "0x%1;0;0\n1x%2;100;100\n";
+        for (int life = 2; life < 9; ++life) {
             player.socket.write("5x0;0;0\nrx-1;0;0\n");
-            QTRY_VERIFY_WITH_TIMEOUT(player.id != ids.last(), 5000);
+            QTRY_VERIFY(player.id != ids.last());
             ids << player.id;
-            seen += QByteArray("5x%1;0;0\n1x%2;100;100\n")
-                        .replace("%1", QByteArray::number(ids[life - 1]))
-                        .replace("%2", QByteArray::number(ids[life]));
+            seen += "5x%" + QByteArray::number(life) + ";0;0\n1x%" + QByteArray::number(life + 1) +
+                    ";100;100\n";
         }
-        QTRY_COMPARE(other.lines, expect(seen, {ids.first(), other.id}));
+        QTRY_COMPARE(other.lines, expect(seen, ids));
         relay->sweep();
         QCOMPARE(logged.filter(" dropped "), QStringList());
     }
@@ -353,11 +323,8 @@ private slots:
         relay->sweep();
         const QStringList ended = logged.filter("disconnected: ");
         QCOMPARE(ended.size(), reason.isEmpty() ? 0 : 1);
-        if (!reason.isEmpty()) {
-            QVERIFY2(ended.first().endsWith(reason), qPrintable(ended.first()));
-            QTRY_VERIFY(!player.isConnected());
-        }
-        QCOMPARE(player.isConnected(), reason.isEmpty());
+        QVERIFY2(reason.isEmpty() || ended.first().endsWith(reason), qPrintable(ended.join('\n')));
+        QTRY_COMPARE(player.isConnected(), reason.isEmpty());
     }
 
     void logsSumUpDrops()
@@ -365,20 +332,18 @@ private slots:
         limits.lineRate = 0;
         restart();
         Peer &sender = join();
-        QCOMPARE(logged.filter("connected from 127.0.0.1:").size(), 1);
         sender.socket.write(QByteArray("junk\n").repeated(300) +
                             QByteArray("0x0;0;0\n").repeated(200));
+        roundTrip(sender);
+        relay->sweep();
+        sender.socket.write(QByteArray("junk\n").repeated(7));
         roundTrip(sender);
         relay->sweep();
         relay->sweep();
         const QString prefix = QString("player %1 dropped ").arg(sender.id);
         QCOMPARE(logged.filter(prefix),
-                 QStringList{prefix + "500 lines: 300 unparsable, 200 server-only type"});
-        sender.socket.write(QByteArray("junk\n").repeated(7));
-        roundTrip(sender);
-        relay->sweep();
-        QCOMPARE(logged.filter(prefix).last(), prefix + "7 lines: 7 unparsable");
-        QCOMPARE(logged.filter(prefix).size(), 2);
+                 (QStringList{prefix + "500 lines: 300 unparsable, 200 server-only type",
+                              prefix + "7 lines: 7 unparsable"}));
     }
 
     void idsWrapAroundPastTheTop()
@@ -392,17 +357,17 @@ private slots:
 
     void descriptorsRunOut_data()
     {
-        columns<int, int>("soft", "hard");
-        addRow("soft limit raised", 24, 4096);
-        addRow("hard limit reached", 24, 24);
+        // The soft limit is 24.
+        columns<int>("hard");
+        addRow("soft limit raised", 4096);
+        addRow("hard limit reached", 24);
     }
     void descriptorsRunOut()
     {
-        QFETCH(int, soft);
         QFETCH(int, hard);
-        ServerProcess server({"--max-per-address", "0"}, [soft, hard](QProcess &process) {
-            process.setChildProcessModifier([soft, hard] {
-                const rlimit limit{rlim_t(soft), rlim_t(hard)};
+        ServerProcess server({"--max-per-address", "0"}, [hard](QProcess &process) {
+            process.setChildProcessModifier([hard] {
+                const rlimit limit{24, rlim_t(hard)};
                 setrlimit(RLIMIT_NOFILE, &limit);
             });
         });
@@ -414,7 +379,7 @@ private slots:
                 return peer->id > 0 && peer->isConnected();
             }));
         };
-        if (soft < hard) {
+        if (hard > 24) {
             QTRY_COMPARE(served(), clients);
             return;
         }
@@ -424,14 +389,12 @@ private slots:
         QTRY_COMPARE(served(), accepted);
         // Those in are still served, and those waiting come in as places free up.
         // The system does not promise to accept in the order of connecting.
-        std::vector<Peer *> in;
-        for (const auto &peer : peers)
-            if (peer->id > 0)
-                in.push_back(peer.get());
-        in[0]->socket.write("2x0;3;4\n");
-        QTRY_COMPARE(in[0]->lines.last(), "2x" + QByteArray::number(in[0]->id) + ";3;4");
+        std::stable_partition(peers.begin(), peers.end(),
+                              [](const auto &peer) { return peer->id > 0; });
+        peers[0]->socket.write("2x0;3;4\n");
+        QTRY_COMPARE(peers[0]->lines.last(), "2x" + QByteArray::number(peers[0]->id) + ";3;4");
         for (int i = 0; i < 3; ++i)
-            in[i]->socket.disconnectFromHost();
+            peers[size_t(i)]->socket.disconnectFromHost();
         // Generous, for a loaded machine: what counts is that accepting resumes at all.
         QTRY_VERIFY2_WITH_TIMEOUT(server.log.count("connected from") == accepted + 3,
                                   server.log.constData(), 20000);
@@ -440,14 +403,13 @@ private slots:
 
     void stopsOnSignals_data()
     {
-        columns<int, QByteArray>("signal", "name");
-        addRow("SIGTERM", int(SIGTERM), QByteArray("Terminated"));
-        addRow("SIGINT", int(SIGINT), QByteArray("Interrupt"));
+        columns<int>("signal");
+        addRow("SIGTERM", int(SIGTERM));
+        addRow("SIGINT", int(SIGINT));
     }
     void stopsOnSignals()
     {
         QFETCH(int, signal);
-        QFETCH(QByteArray, name);
         ServerProcess server({});
         QVERIFY2(server.port, server.log.constData());
         connectMany(server.port, 1);
@@ -456,7 +418,6 @@ private slots:
         QVERIFY(server.process.waitForFinished(10000));
         QCOMPARE(server.process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(server.process.exitCode(), 0);
-        QVERIFY2(server.log.contains("shutting down on " + name), server.log.constData());
         QVERIFY2(server.log.contains("disconnected: server shutting down"), server.log.constData());
         QTRY_VERIFY(!peers.back()->isConnected());
     }
@@ -539,13 +500,13 @@ private slots:
         qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
         const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
         QVERIFY(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
-        QByteArrayList said;
-        QSocketNotifier notifier(fd, QSocketNotifier::Read);
-        connect(&notifier, &QSocketNotifier::activated, this, [&] {
+        QByteArrayList told;
+        const auto said = [&] {
             char message[256];
             for (ssize_t size; (size = recv(fd, message, sizeof message, 0)) > 0;)
-                said << QByteArray(message, size);
-        });
+                told << QByteArray(message, size);
+            return told;
+        };
         ServerProcess server({}, [&path](QProcess &process) {
             QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
             environment.insert("NOTIFY_SOCKET", path);
@@ -553,14 +514,14 @@ private slots:
             process.setProcessEnvironment(environment);
         });
         QVERIFY2(server.port, server.log.constData());
-        QTRY_COMPARE(said.mid(0, 2), (QByteArrayList{"READY=1", "STATUS=0 players"}));
+        QTRY_COMPARE(said().mid(0, 2), (QByteArrayList{"READY=1", "STATUS=0 players"}));
         connectMany(server.port, 2);
-        QTRY_VERIFY(said.contains("STATUS=2 players"));
+        QTRY_VERIFY(said().contains("STATUS=2 players"));
         // Every 50 ms, for as long as the event loop turns.
-        QTRY_VERIFY(said.count("WATCHDOG=1") >= 5);
+        QTRY_VERIFY(said().count("WATCHDOG=1") >= 5);
         ::kill(pid_t(server.process.processId()), SIGTERM);
         QVERIFY(server.process.waitForFinished(10000));
-        QTRY_VERIFY(said.contains("STOPPING=1"));
+        QTRY_VERIFY(said().contains("STOPPING=1"));
         ::close(fd);
     }
 
@@ -596,16 +557,12 @@ private slots:
         for (const QRegularExpressionMatch &match : option.globalMatch(help))
             byDefault.insert(match.captured(1), match.captured(2));
         const RelayLimits limits;
-        const QMap<QString, QString> fromLimits{
-            {"max-players", QString::number(limits.maxPlayers)},
-            {"max-per-address", QString::number(limits.maxPerAddress)},
-            {"line-rate", QString::number(limits.lineRate)},
-            {"line-burst", QString::number(limits.lineBurst)},
-            {"line-timeout", QString::number(limits.lineTimeoutMs / 1000)},
-            {"idle-timeout", QString::number(limits.idleTimeoutMs / 1000)},
-        };
-        for (auto it = fromLimits.cbegin(); it != fromLimits.cend(); ++it)
-            QCOMPARE(byDefault.value(it.key()), it.value());
+        QCOMPARE(byDefault.value("max-players"), QString::number(limits.maxPlayers));
+        QCOMPARE(byDefault.value("max-per-address"), QString::number(limits.maxPerAddress));
+        QCOMPARE(byDefault.value("line-rate"), QString::number(limits.lineRate));
+        QCOMPARE(byDefault.value("line-burst"), QString::number(limits.lineBurst));
+        QCOMPARE(byDefault.value("line-timeout"), QString::number(limits.lineTimeoutMs / 1000));
+        QCOMPARE(byDefault.value("idle-timeout"), QString::number(limits.idleTimeoutMs / 1000));
         // The sources, not the manual page configured into the build tree.
         QFile source(QT_TESTCASE_SOURCEDIR "/../" + file);
         QVERIFY2(source.open(QIODevice::ReadOnly), qPrintable(file));
