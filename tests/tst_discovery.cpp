@@ -127,7 +127,7 @@ private slots:
     {
         columns<QString, QString>("name", "sent");
         const QString thirtyTwo = QString("ą").repeated(16); // 32 bytes of UTF-8
-        addRow("plain", QString("Arena Kasi"), QString("Arena Kasi"));
+        addRow("plain", "Arena Kasi", "Arena Kasi");
         addRow("empty", QString(), QString());
         addRow("32 bytes", thirtyTwo, thirtyTwo);
         addRow("33 bytes, cut before a character", "a" + thirtyTwo, "a" + thirtyTwo.chopped(1));
@@ -256,11 +256,11 @@ private slots:
     {
         columns<QStringList, QString>("from", "shown");
         addRow("network after loopback", QStringList{"127.0.0.1", "192.168.1.20"},
-               QString("192.168.1.20:7000"));
+               "192.168.1.20:7000");
         addRow("IPv4 over IPv6", QStringList{"fe80::1%lo", "127.0.0.1", "fe80::1%lo"},
-               QString("127.0.0.1:7000"));
+               "127.0.0.1:7000");
         addRow("first of two on the network", QStringList{"10.0.0.2", "192.168.1.20"},
-               QString("10.0.0.2:7000"));
+               "10.0.0.2:7000");
     }
 
     void listKeepsOneRowARelay()
@@ -282,9 +282,9 @@ private slots:
     {
         columns<QStringList, int, QString>("options", "status", "printed"); // printed: a pattern
         addRow("answer", QStringList{"--name", "Arena Kasi"}, 0,
-               QString("^Arena Kasi · 0/64 · " VORLEN_VERSION " · \\d+ ms\n$"));
+               "^Arena Kasi · 0/64 · " VORLEN_VERSION " · \\d+ ms\n$");
         addRow("no discovery", QStringList{"--no-discovery"}, 1,
-               QString("no answer from 127.0.0.1:\\d+ within 2 s\n$"));
+               "no answer from 127.0.0.1:\\d+ within 2 s\n$");
     }
 
     void queryFromTheCommandLine()

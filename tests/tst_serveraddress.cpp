@@ -53,14 +53,12 @@ private slots:
         columns<QString, QString, QString, QString>("option", "environment", "remembered",
                                                     "chosen"); // chosen: empty for a refusal
         const QString standard = ServerAddress::standard().text(), none;
-        addRow("option", QString("a.example:1"), QString("b.example"), QString("c.example:3"),
-               QString("a.example:1"));
-        addRow("variable", none, QString("b.example"), QString("c.example:3"),
-               QString("b.example:7000"));
-        addRow("remembered", none, none, QString("c.example:3"), QString("c.example:3"));
+        addRow("option", "a.example:1", "b.example", "c.example:3", "a.example:1");
+        addRow("variable", none, "b.example", "c.example:3", "b.example:7000");
+        addRow("remembered", none, none, "c.example:3", "c.example:3");
         addRow("default", none, none, none, standard);
-        addRow("remembered unreadable", none, none, QString("c.example:0"), standard);
-        addRow("bad variable", none, QString("b.example:0"), QString("c.example:3"), none);
+        addRow("remembered unreadable", none, none, "c.example:0", standard);
+        addRow("bad variable", none, "b.example:0", "c.example:3", none);
     }
 
     void startingServer()
@@ -87,14 +85,14 @@ private slots:
                                                                 "status", "out", "error");
         const auto refused = [](const char *name, QStringList arguments, const char *env,
                                 const char *what) {
-            addRow(name, arguments, QString(env), 2, QString("^$"),
+            addRow(name, arguments, QString(env), 2, "^$",
                    QByteArray("vorlen: ") + what +
                        " is not HOST[:PORT], such as 192.168.1.20:7000 or [::1]:7000\n");
         };
         addRow("help", QStringList{"--help", "-platform", "xcb"}, QString(), 0,
-               QString("--server <HOST\\[:PORT\\]>"), QByteArray());
+               "--server <HOST\\[:PORT\\]>", QByteArray());
         addRow("version", QStringList{"-platform", "xcb", "--version"}, QString(), 0,
-               QString("^vorlen " VORLEN_VERSION "\n$"), QByteArray());
+               "^vorlen " VORLEN_VERSION "\n$", QByteArray());
         refused("bad option", {"--server", "127.0.0.1:0"}, "", "--server \"127.0.0.1:0\"");
         refused("bad environment", {}, "::1", "VORLEN_SERVER \"::1\"");
         refused("option over environment", {"--server="}, "localhost", "--server \"\"");
