@@ -132,8 +132,9 @@ private slots:
         const QList<QStringList> steps{
             {"netns", "add", host},
             {"netns", "add", guest},
-            {"-n", host, "link", "add", hostEnd, "type", "veth", "peer", "name", guestEnd, "netns",
-             guest},
+            {"link", "add", hostEnd, "type", "veth", "peer", "name", guestEnd},
+            {"link", "set", hostEnd, "netns", host},
+            {"link", "set", guestEnd, "netns", guest},
             {"-n", host, "addr", "add", "10.77.0.1/24", "brd", "+", "dev", hostEnd},
             {"-n", guest, "addr", "add", "10.77.0.2/24", "brd", "+", "dev", guestEnd},
             {"-n", host, "link", "set", hostEnd, "mtu", "1500", "up"},
@@ -164,6 +165,7 @@ private slots:
             relay.terminate();
             relay.waitForFinished();
         });
+        QSettings("vorlen", "vorlen").clear();
         MainWindow window;
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
