@@ -126,22 +126,6 @@ private slots:
         QCOMPARE(Roster::of(&practice)->avatars(), QList<Player *>());
         QCOMPARE(Roster::of(scene)->avatars(), QList<Player *>{idle});
     }
-
-    // Each effect owns what drives it, so a cleared scene ends them all.
-    void clearingSceneEndsEveryEffect()
-    {
-        avatar->takeDamage(1);
-        avatar->death();
-        avatar->showDamageNumber(7);
-        QList<QPointer<QGraphicsObject>> effects;
-        for (QGraphicsItem *item : scene->items())
-            if (QGraphicsObject *effect = item->toGraphicsObject())
-                effects << effect;
-        QCOMPARE(effects.size(), 4); // two drops, the death animation, a number
-        scene->clear();
-        for (const QPointer<QGraphicsObject> &effect : effects)
-            QVERIFY(!effect);
-    }
 };
 
 QTEST_MAIN(TestPlayer)

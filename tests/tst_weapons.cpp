@@ -63,6 +63,10 @@ private slots:
             QTest::newRow(tag) << corners << roles << start << lifetime << scenery << hit << hp;
         };
         row("one", {here}, "a", {0, 32}, 90);
+        // The longer a bullet lives, the faster and stronger it is, in three bands.
+        row("one, 999 ms", {here}, "a", {0, 62}, 95, level, 999);
+        row("one, 2000 ms", {here}, "a", {0, 32}, 90, level, 2000);
+        row("one, 2001 ms", {here}, "a", {0, 9}, 77, level, 2001);
         row("two overlapping", {here, here}, "aa", {1, 32}, 90);
         row("two, upper below by z", {here, here}, "az", {0, 32}, 90);
         row("dead in front", {here, further}, "da", {1, 47}, 90);
@@ -175,7 +179,6 @@ private slots:
             shotgun->shoot(middle(shotgun) + QPointF(100, 0));
             const QList<Bullet *> fired = bullets();
             QCOMPARE(fired.size(), 6);
-            // The longer a bullet lives, the faster and stronger it is.
             QCOMPARE(QList<int>({fired[0]->lifetimeMs, fired[0]->damage, fired[5]->damage}),
                      QList<int>({1000, 10, 5}));
             QCOMPARE(std::hypot(fired[5]->velocityX, fired[5]->velocityY), 2.0);
