@@ -87,6 +87,28 @@ private slots:
         }
     }
 
+    // Hovering a rune shows its name and effect 5 pixels right of it, until the pointer leaves.
+    void tooltip()
+    {
+        w->runesButton->click();
+        w->mainRuneButtons.at(1)->click();    // shows the sub-runes
+        QCoreApplication::sendPostedEvents(); // and lays them out
+        const QList<std::pair<QToolButton *, QString>> hovered{
+            {w->mainRuneButtons.at(0), "<b>Dominacja</b><br>+20 Siły, +5 Szybkości\nZwiększa "
+                                       "obrażenia fizyczne i szansę na trafienie krytyczne"},
+            {w->subRuneButtons.at(3), "<b>Magia</b><br>+24 do mocy magicznej"}};
+        for (const auto &[button, text] : hovered) {
+            QEvent enter(QEvent::Enter), leave(QEvent::Leave);
+            QCoreApplication::sendEvent(button, &enter);
+            QVERIFY(w->runeTooltip->isVisible());
+            QCOMPARE(w->runeTooltip->text(), text);
+            QCOMPARE(w->runeTooltip->mapToGlobal(QPoint()),
+                     button->mapToGlobal(QPoint(button->width() + 5, 0)));
+            QCoreApplication::sendEvent(button, &leave);
+            QVERIFY(!w->runeTooltip->isVisible());
+        }
+    }
+
     void slotBar_data()
     {
         QTest::addColumn<int>("itemId");
@@ -96,6 +118,7 @@ private slots:
         QTest::newRow("snipe") << 3 << QSize(50, 12);
         QTest::newRow("none") << 0 << QSize(0, 0);
         QTest::newRow("past the last") << 7 << QSize(0, 0);
+        QTest::newRow("negative") << -1 << QSize(0, 0);
     }
 
     void slotBar()
