@@ -55,13 +55,17 @@ private slots:
 
     void cleanup() { delete view; }
 
-    // The lobby's button opens the tool, whose avatar takes the stats chosen there.
+    // The lobby's button opens the tool with no weapon and no opponent, whose avatar shows
+    // the defaults until it takes the stats chosen there.
     void opening()
     {
         MainWindow window;
         window.stats = {120, 7, 9, 3};
         QMetaObject::invokeMethod(window.findChild<QObject *>("practice"), "click");
-        QTRY_COMPARE_WITH_TIMEOUT(window.practiceView->statsText->toPlainText(),
+        PracticeToolView *tool = window.practiceView;
+        QVERIFY(!tool->gun && !tool->enemy);
+        QCOMPARE(tool->statsText->toPlainText(), "HP: 100\nSpeed: 10\nDamage: 5\nDefense: 10");
+        QTRY_COMPARE_WITH_TIMEOUT(tool->statsText->toPlainText(),
                                   "HP: 120\nSpeed: 7\nDamage: 9\nDefense: 3", 500);
     }
 
