@@ -383,6 +383,30 @@ private slots:
         QVERIFY(own->QGraphicsItem::scene()); // replaced in the table, left on the scene
     }
 
+    // The view copies its background tile by tile: what it shows must be the pattern
+    // Qt would fill, wherever the view stands and whatever the tile's size.
+    void viewBackgroundIsThePattern()
+    {
+        QImage pattern(7, 5, QImage::Format_RGB32);
+        for (int y = 0; y < pattern.height(); ++y)
+            for (int x = 0; x < pattern.width(); ++x)
+                pattern.setPixel(x, y, qRgb(x * 36, y * 50, 90));
+        QGraphicsScene scene(-2000, -2000, 4000, 4000);
+        View view(nullptr);
+        view.setScene(&scene);
+        view.setBackgroundBrush(QBrush(QPixmap::fromImage(pattern)));
+        view.resize(64, 48);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        view.centerOn(-13, 29);
+        QImage expected(view.viewport()->size(), QImage::Format_RGB32);
+        QPainter painter(&expected);
+        painter.setTransform(view.viewportTransform());
+        painter.fillRect(view.mapToScene(expected.rect()).boundingRect(), view.backgroundBrush());
+        painter.end();
+        QCOMPARE(view.viewport()->grab().toImage().convertToFormat(QImage::Format_RGB32), expected);
+    }
+
     // The view repaints on a frame clock of its own what moved, one rectangle at a time.
     // A scroll moves the picture on screen and paints only what it uncovers, with
     // what changed meanwhile in the place where it is now.
