@@ -486,6 +486,7 @@ private slots:
             for (QGraphicsItem *each : client->scene->items())
                 item = each->toGraphicsObject() && !each->childItems().isEmpty() ? each : item;
             QVERIFY(item);
+            item->moveBy(0, -1); // scattered onto the line where drops stop, it would not fall
         } else {
             item = new Bullet(client->scene, QPointF(50, 50), 0, client->localPlayer, 0, 1);
             client->scene->addItem(item);
